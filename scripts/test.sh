@@ -1,0 +1,36 @@
+#!/usr/bin/env bash
+# The whole suite on a fresh Debian machine: installs what is missing, then builds and runs
+# the tests twice (warnings as errors; AddressSanitizer + UndefinedBehaviorSanitizer), builds
+# the benchmarks, and builds a consumer against the installed CMake package and pkg-config file.
+set -euo pipefail
+cd "$(dirname "$0")/.."
+. scripts/deps.sh
+talmon_install_deps g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+jobs=$(nproc)
+
+cmake -S . -B build/release -DCMAKE_BUILD_TYPE=Release -DTALMON_BUILD_TESTS=ON \
+  -DTALMON_BUILD_BENCH=ON -DTALMON_WERROR=ON
+cmake --build build/release -j"$jobs"
+ctest --test-dir build/release --output-on-failure -j"$jobs"
+
+cmake -S . -B build/sanitize -DCMAKE_BUILD_TYPE=Debug -DTALMON_BUILD_TESTS=ON \
+  -DTALMON_SANITIZE=ON -DTALMON_WERROR=ON
+cmake --build build/sanitize -j"$jobs"
+ASAN_OPTIONS=detect_leaks=1 UBSAN_OPTIONS=print_stacktrace=1 \
+  ctest --test-dir build/sanitize --output-on-failure -j"$jobs"
+
+# A consumer of the installed library, through find_package(TalMon) and through pkg-config.
+prefix="$PWD/build/prefix"
+rm -rf "$prefix"
+cmake --install build/release --prefix "$prefix" >/dev/null
+cmake -S examples/consumer -B build/consumer -DCMAKE_PREFIX_PATH="$prefix"
+cmake --build build/consumer -j"$jobs"
+export LD_LIBRARY_PATH="$prefix/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
+data=$(mktemp -d)
+TALMON_DATA_DIR="$data" build/consumer/consumer
+PKG_CONFIG_PATH="$prefix/lib/pkgconfig" g++ -std=c++17 examples/consumer/consumer.cpp \
+  $(PKG_CONFIG_PATH="$prefix/lib/pkgconfig" pkg-config --cflags --libs talmon) \
+  -o build/consumer/consumer-pc
+TALMON_DATA_DIR="$data" build/consumer/consumer-pc
+rm -rf "$data"
+echo "All test builds passed."
