@@ -23,9 +23,13 @@ struct KorinFile;
 typedef KorinFile* KorinHandle;
 
 // The value Korin_CreateFile returns on failure (distinct from a null handle).
-inline KorinHandle KorinInvalidHandle() { return reinterpret_cast<KorinHandle>(-1); }
+inline KorinHandle KorinInvalidHandle() {
+  return reinterpret_cast<KorinHandle>(-1);
+}
 // True for a handle that refers to an open file (neither null nor the invalid value).
-inline bool KorinIsOpen(KorinHandle h) { return h != nullptr && h != KorinInvalidHandle(); }
+inline bool KorinIsOpen(KorinHandle h) {
+  return h != nullptr && h != KorinInvalidHandle();
+}
 
 // Desired access.
 constexpr uint32_t kGenericRead = 0x80000000u;
@@ -58,6 +62,8 @@ constexpr uint32_t kErrorFileExists = 80;
 constexpr uint32_t kErrorInvalidParameter = 87;
 constexpr uint32_t kErrorFilenameTooLong = 206;  // paths of 260 bytes and more
 constexpr uint32_t kErrorAlreadyExists = 183;
+constexpr uint32_t kErrorGenFailure = 31;  // any failure without a closer code
+constexpr uint32_t kErrorDiskFull = 112;
 
 // Opens or creates path. Returns KorinInvalidHandle() on failure with the reason in
 // Korin_GetLastError (EACCES/EPERM => kErrorAccessDenied, lock held => kErrorSharingViolation,

@@ -1,12 +1,18 @@
 // Korin::String over std::string.
 #include "talmon/korin_string.h"
 
-#include <cctype>
 #include <cstdarg>
 #include <cstdio>
 #include <stdexcept>
 
 namespace Korin {
+
+namespace {
+// ASCII only: names are compared the same way whatever the process locale.
+unsigned char AsciiLower(unsigned char c) {
+  return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+}
+}  // namespace
 
 String::String(const char* text) : text_(text ? text : "") {}
 
@@ -53,7 +59,9 @@ String String::subString(size_t begin, size_t end) const {
   return String(text_.data() + begin, end - begin);
 }
 
-String String::left(size_t n) const { return subString(0, n); }
+String String::left(size_t n) const {
+  return subString(0, n);
+}
 
 char String::charAt(size_t index) const {
   if (index >= text_.size()) throw std::invalid_argument("Korin::String::charAt");
@@ -71,8 +79,8 @@ int String::compareIgnoreCase(const String& other) const {
   size_t i = 0;
   const size_t n = text_.size() < other.text_.size() ? text_.size() : other.text_.size();
   for (; i < n; ++i) {
-    int ca = std::tolower(a[i]);
-    int cb = std::tolower(b[i]);
+    int ca = AsciiLower(a[i]);
+    int cb = AsciiLower(b[i]);
     if (ca != cb) return ca < cb ? -1 : 1;
   }
   if (text_.size() == other.text_.size()) return 0;

@@ -44,8 +44,8 @@ class IFileFilter {
   // may pass; acceptFiles: regular files may pass. The library passes (false, false, true).
   //   pattern "0003*.TXT" passes "0003Log.txt", not "0004Log.TXT"
   static std::unique_ptr<IFileFilter> getMatchAllFilesFilenameFilterWithPattern(
-      const char* pattern, const ICollator& collator, bool acceptDirectories,
-      bool acceptHidden, bool acceptFiles);
+      const char* pattern, const ICollator& collator, bool acceptDirectories, bool acceptHidden,
+      bool acceptFiles);
 };
 
 // True when name matches the wildcard pattern ("*", "?") under collator.

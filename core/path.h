@@ -6,7 +6,7 @@
 
 namespace Korin {
 
-constexpr size_t kMaxPath = 260;   // buffer size; a path holds at most 259 bytes
+constexpr size_t kMaxPath = 260;  // buffer size; a path holds at most 259 bytes
 constexpr size_t kMaxDrive = 3;
 constexpr size_t kMaxDir = 256;
 constexpr size_t kMaxFName = 256;

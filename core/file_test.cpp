@@ -1,0 +1,289 @@
+#include "core/file.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <fstream>
+#include <iterator>
+#include <string>
+#include <thread>
+
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using talmon_test::ScopedDataDir;
+
+void WriteText(const std::string& path, const std::string& text) {
+  std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string ReadText(const std::string& path) {
+  std::ifstream f(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(f), {});
+}
+
+bool Exists(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+KorinHandle OpenWriter(const std::string& path, uint32_t disposition = kCreateAlways,
+                       uint32_t flags = kFileAttributeNormal) {
+  return Korin_CreateFile(path.c_str(), kGenericWrite, kFileShareRead, nullptr, disposition, flags,
+                          nullptr);
+}
+
+// Runs body in a forked child; its exit status, or -1 when it did not exit.
+template <typename Body>
+int InChild(Body body) {
+  pid_t pid = fork();
+  if (pid == 0) _exit(body());
+  int status = 0;
+  waitpid(pid, &status, 0);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(FileTest, Dispositions) {
+  struct Case {
+    const char* name;
+    uint32_t disposition;
+    bool exists, opens;
+    uint32_t error;
+    const char* after;  // the file's bytes after open and close; null: no file
+  };
+  const Case cases[] = {
+      {"create new, absent", kCreateNew, false, true, kErrorSuccess, ""},
+      {"create new, present", kCreateNew, true, false, kErrorFileExists, "old"},
+      {"create always, absent", kCreateAlways, false, true, kErrorSuccess, ""},
+      {"create always, present", kCreateAlways, true, true, kErrorAlreadyExists, ""},
+      {"open existing, absent", kOpenExisting, false, false, kErrorFileNotFound, nullptr},
+      {"open existing, present", kOpenExisting, true, true, kErrorSuccess, "old"},
+      {"open always, absent", kOpenAlways, false, true, kErrorSuccess, ""},
+      {"open always, present", kOpenAlways, true, true, kErrorAlreadyExists, "old"},
+      {"truncate existing, absent", kTruncateExisting, false, false, kErrorFileNotFound, nullptr},
+      {"truncate existing, present", kTruncateExisting, true, true, kErrorSuccess, ""},
+      {"bad disposition", 9, true, false, kErrorInvalidParameter, "old"},
+  };
+  ScopedDataDir dir;
+  const std::string path = dir.file("f");
+  for (const Case& c : cases) {
+    unlink(path.c_str());
+    if (c.exists) WriteText(path, "old");
+    KorinHandle h = OpenWriter(path, c.disposition);
+    EXPECT_EQ(KorinIsOpen(h), c.opens) << "case: " << c.name;
+    EXPECT_EQ(Korin_GetLastError(), c.error) << "case: " << c.name;
+    EXPECT_TRUE(c.opens ? Korin_CloseHandle(h) : h == KorinInvalidHandle()) << "case: " << c.name;
+    EXPECT_EQ(Exists(path), c.after != nullptr) << "case: " << c.name;
+    EXPECT_EQ(ReadText(path), c.after ? c.after : "") << "case: " << c.name;
+  }
+}
+
+TEST(FileTest, RefusedPathsAndHandles) {
+  ScopedDataDir dir;
+  EXPECT_EQ(OpenWriter(dir.file("missing/f")), KorinInvalidHandle());
+  EXPECT_EQ(Korin_GetLastError(), kErrorPathNotFound);
+  EXPECT_EQ(OpenWriter(dir.path(), kOpenExisting), KorinInvalidHandle());
+  EXPECT_EQ(Korin_GetLastError(), kErrorAccessDenied);
+
+  // 259 bytes is the longest path; 260 is refused before the file system sees it.
+  std::string longest = dir.file("s");
+  ASSERT_TRUE(Korin_CreateDirectory(longest.c_str()));
+  longest += "/" + std::string(259 - longest.size() - 1, 'n');
+  KorinHandle h = OpenWriter(longest);
+  EXPECT_TRUE(KorinIsOpen(h));
+  Korin_CloseHandle(h);
+  EXPECT_EQ(OpenWriter(longest + "n"), KorinInvalidHandle());
+  EXPECT_EQ(Korin_GetLastError(), kErrorFilenameTooLong);
+
+  uint32_t done = 7;
+  for (KorinHandle bad : {static_cast<KorinHandle>(nullptr), KorinInvalidHandle()}) {
+    EXPECT_FALSE(Korin_CloseHandle(bad));
+    EXPECT_FALSE(Korin_ReadFileAt(bad, 0, &done, 4, &done));
+    EXPECT_EQ(done, 0u);
+    EXPECT_FALSE(Korin_WriteFileAt(bad, 0, "x", 1, &done));
+    EXPECT_FALSE(Korin_SetEndOfFileAt(bad, 0));
+    EXPECT_EQ(Korin_GetLastError(), kErrorInvalidHandle);
+  }
+}
+
+TEST(FileTest, PositionedReadWriteAndCut) {
+  ScopedDataDir dir;
+  KorinHandle w = OpenWriter(dir.file("f"));
+  uint32_t done = 0;
+  ASSERT_TRUE(Korin_WriteFileAt(w, 4, "tail", 4, &done));
+  EXPECT_EQ(done, 4u);
+  ASSERT_TRUE(Korin_WriteFileAt(w, 0, "head", 4, &done));
+  KorinHandle r = Korin_CreateFile(dir.file("f").c_str(), kGenericRead, 7, nullptr, kOpenExisting,
+                                   kFileAttributeNormal, nullptr);
+  char buffer[16];
+  ASSERT_TRUE(Korin_ReadFileAt(r, 2, buffer, sizeof buffer, &done));
+  EXPECT_EQ(std::string(buffer, done), "adtail");  // a short read at the end succeeds
+  ASSERT_TRUE(Korin_SetEndOfFileAt(w, 6));
+  EXPECT_EQ(ReadText(dir.file("f")), "headta");
+  EXPECT_FALSE(Korin_SetEndOfFileAt(r, 0));  // a reading handle cannot cut
+  Korin_CloseHandle(r);
+  Korin_CloseHandle(w);
+}
+
+TEST(FileTest, SecondWriterIsRefusedAndChangesNothing) {
+  ScopedDataDir dir;
+  const std::string path = dir.file("page.TXT");
+  KorinHandle first = OpenWriter(path);
+  ASSERT_TRUE(Korin_WriteFileAt(first, 0, "live", 4, nullptr));
+  for (uint32_t disposition : {kCreateAlways, kTruncateExisting, kOpenAlways}) {
+    EXPECT_EQ(OpenWriter(path, disposition), KorinInvalidHandle()) << "case: " << disposition;
+    EXPECT_EQ(Korin_GetLastError(), kErrorSharingViolation) << "case: " << disposition;
+  }
+  EXPECT_EQ(0, InChild([&] {
+              return OpenWriter(path) == KorinInvalidHandle() &&
+                             Korin_GetLastError() == kErrorSharingViolation
+                         ? 0
+                         : 1;
+            }));
+  EXPECT_EQ(ReadText(path), "live");
+  // A writer that shares writing takes no lock.
+  KorinHandle sharing = Korin_CreateFile(path.c_str(), kGenericWrite, 3, nullptr, kOpenExisting,
+                                         kFileAttributeNormal, nullptr);
+  EXPECT_TRUE(KorinIsOpen(sharing));
+  Korin_CloseHandle(sharing);
+  Korin_CloseHandle(first);
+  KorinHandle next = OpenWriter(path);
+  EXPECT_TRUE(KorinIsOpen(next));
+  Korin_CloseHandle(next);
+}
+
+TEST(FileTest, WriterWaitsOutABriefHeldTest) {
+  ScopedDataDir dir;
+  const std::string path = dir.file("marker");
+  WriteText(path, "");
+  // The held test of another process keeps a shared lock for an instant.
+  int probe = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(probe, LOCK_SH | LOCK_NB), 0);
+  std::thread release([probe] {
+    usleep(5000);
+    close(probe);
+  });
+  KorinHandle h = OpenWriter(path, kOpenAlways);
+  release.join();
+  EXPECT_TRUE(KorinIsOpen(h));
+  Korin_CloseHandle(h);
+}
+
+TEST(FileTest, HeldWhileAWriterLives) {
+  ScopedDataDir dir;
+  const std::string path = dir.file("0001Play.TXT");
+  KorinFileAttributes attributes;
+  WriteText(path, "abc");
+  ASSERT_TRUE(Korin_GetFileAttributesEx(path.c_str(), &attributes));
+  EXPECT_EQ(attributes.attributes, kFileAttributeNormal);
+  EXPECT_EQ(attributes.size, 3u);
+  KorinHandle h = OpenWriter(path, kOpenAlways);
+  ASSERT_TRUE(Korin_GetFileAttributesEx(path.c_str(), &attributes));
+  EXPECT_EQ(attributes.attributes, kFileAttributeTemporary);
+  EXPECT_EQ(0, InChild([&] { return Korin_IsHeld(path.c_str()) ? 0 : 1; }));
+  Korin_CloseHandle(h);
+  EXPECT_FALSE(Korin_IsHeld(path.c_str()));
+  ASSERT_TRUE(Korin_GetFileAttributesEx(dir.path().c_str(), &attributes));
+  EXPECT_EQ(attributes.attributes, kFileAttributeDirectory);
+
+  // A killed writer holds nothing.
+  int ready[2];
+  ASSERT_EQ(pipe(ready), 0);
+  pid_t pid = fork();
+  if (pid == 0) {
+    char ok = KorinIsOpen(OpenWriter(path)) ? 1 : 0;
+    if (write(ready[1], &ok, 1) == 1) pause();
+    _exit(0);
+  }
+  char ok = 0;
+  ASSERT_EQ(read(ready[0], &ok, 1), 1);
+  EXPECT_EQ(ok, 1);
+  EXPECT_TRUE(Korin_IsHeld(path.c_str()));
+  kill(pid, SIGKILL);
+  waitpid(pid, nullptr, 0);
+  close(ready[0]);
+  close(ready[1]);
+  EXPECT_FALSE(Korin_IsHeld(path.c_str()));
+}
+
+TEST(FileTest, DeleteOnCloseFollowsRenamesAndSparesOtherFiles) {
+  ScopedDataDir dir;
+  const uint32_t flags = kFileFlagDeleteOnClose | kFileAttributeTemporary;
+  const std::string play = dir.file("0001Play.TXT"), pause = dir.file("0001Pause.TXT");
+  EXPECT_TRUE(Korin_CloseHandle(OpenWriter(play, kOpenAlways, flags)));
+  EXPECT_FALSE(Exists(play));
+
+  // Renamed by another process, then a new file takes the old name: the renamed file goes,
+  // the newcomer stays.
+  KorinHandle h = OpenWriter(play, kOpenAlways, flags);
+  ASSERT_EQ(0, InChild([&] { return Korin_MoveFile(play.c_str(), pause.c_str()) ? 0 : 1; }));
+  EXPECT_TRUE(Korin_IsHeld(pause.c_str()));  // the lock moved with the inode
+  WriteText(play, "by hand");
+  EXPECT_TRUE(Korin_CloseHandle(h));
+  EXPECT_FALSE(Exists(pause));
+  EXPECT_EQ(ReadText(play), "by hand");
+
+  // Deleted and replaced under the same name: the replacement is not ours to remove.
+  h = OpenWriter(dir.file("x"), kCreateNew, flags);
+  unlink(dir.file("x").c_str());
+  WriteText(dir.file("x"), "new");
+  EXPECT_TRUE(Korin_CloseHandle(h));
+  EXPECT_EQ(ReadText(dir.file("x")), "new");
+}
+
+TEST(FileTest, ExitClosesOnlyTheExitingProcessHandles) {
+  ScopedDataDir dir;
+  const std::string childs = dir.file("child"), parents = dir.file("parent");
+  EXPECT_EQ(0, InChild([&]() -> int {
+              if (!KorinIsOpen(OpenWriter(childs, kCreateAlways, kFileFlagDeleteOnClose))) {
+                return 1;
+              }
+              exit(Exists(childs) ? 0 : 2);
+            }));
+  EXPECT_FALSE(Exists(childs));
+
+  KorinHandle h = OpenWriter(parents, kCreateAlways, kFileFlagDeleteOnClose);
+  EXPECT_EQ(0, InChild([]() -> int { exit(0); }));
+  EXPECT_TRUE(Exists(parents));
+  Korin_CloseHandle(h);
+  EXPECT_FALSE(Exists(parents));
+}
+
+TEST(FileTest, MoveCreateDirectoryAndDelete) {
+  ScopedDataDir dir;
+  const std::string a = dir.file("a"), b = dir.file("b"), c = dir.file("c");
+  WriteText(a, "A");
+  WriteText(b, "B");
+  EXPECT_FALSE(Korin_MoveFile(a.c_str(), b.c_str()));
+  EXPECT_EQ(Korin_GetLastError(), kErrorAlreadyExists);
+  EXPECT_EQ(ReadText(b), "B");
+  EXPECT_TRUE(Korin_MoveFile(a.c_str(), c.c_str()));
+  EXPECT_EQ(ReadText(c), "A");
+  EXPECT_FALSE(Korin_MoveFile(a.c_str(), c.c_str()));
+  EXPECT_EQ(Korin_GetLastError(), kErrorFileNotFound);
+
+  struct stat st;
+  ASSERT_TRUE(Korin_CreateDirectory(dir.file("sub").c_str()));
+  ASSERT_EQ(stat(dir.file("sub").c_str(), &st), 0);
+  EXPECT_EQ(st.st_mode & 0777, 0700u);
+  EXPECT_FALSE(Korin_CreateDirectory(dir.file("sub").c_str()));
+  EXPECT_EQ(Korin_GetLastError(), kErrorAlreadyExists);
+  EXPECT_FALSE(Korin_CreateDirectory(dir.file("x/y").c_str()));  // one level only
+  EXPECT_EQ(Korin_DeleteFile(dir.file("sub").c_str()), 0);       // directories are no files
+
+  // A held file is removed all the same: whether it may go is the caller's test.
+  KorinHandle h = OpenWriter(b);
+  EXPECT_NE(Korin_DeleteFile(b.c_str()), 0);
+  EXPECT_FALSE(Korin_FileExists(b.c_str()));
+  EXPECT_EQ(Korin_DeleteFile(b.c_str()), 0);
+  EXPECT_EQ(Korin_GetLastError(), kErrorFileNotFound);
+  Korin_CloseHandle(h);
+}
+
+}  // namespace

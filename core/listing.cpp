@@ -1,0 +1,189 @@
+// Directory listing, name filters and collators.
+#include "core/listing.h"
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <string>
+
+namespace Korin {
+
+namespace {
+
+unsigned char AsciiLower(unsigned char c) {
+  return c >= 'A' && c <= 'Z' ? c + ('a' - 'A') : c;
+}
+
+int Sign(int v) {
+  return v < 0 ? -1 : (v > 0 ? 1 : 0);
+}
+
+// Byte order, each byte taken as unsigned; ASCII letters folded to lower case when asked.
+// Names equal under the folding compare 0: there is no tie-break.
+int CompareBytes(const char* a, const char* b, bool ignoreCase) {
+  if (!a) a = "";
+  if (!b) b = "";
+  const unsigned char* x = reinterpret_cast<const unsigned char*>(a);
+  const unsigned char* y = reinterpret_cast<const unsigned char*>(b);
+  for (;; ++x, ++y) {
+    unsigned char cx = ignoreCase ? AsciiLower(*x) : *x;
+    unsigned char cy = ignoreCase ? AsciiLower(*y) : *y;
+    if (cx != cy) return Sign(static_cast<int>(cx) - static_cast<int>(cy));
+    if (cx == 0) return 0;
+  }
+}
+
+class ByteCollator : public ICollator {
+ public:
+  explicit ByteCollator(bool ignoreCase) : ignoreCase_(ignoreCase) {}
+  int compare(const char* a, const char* b) const override {
+    return CompareBytes(a, b, ignoreCase_);
+  }
+  bool equalChars(char a, char b) const override {
+    if (!ignoreCase_) return a == b;
+    return AsciiLower(static_cast<unsigned char>(a)) == AsciiLower(static_cast<unsigned char>(b));
+  }
+
+ private:
+  bool ignoreCase_;
+};
+
+class MatchAllFilter : public IFileFilter {
+ public:
+  bool accept(const File&, const char*) const override { return true; }
+};
+
+class WildcardFilter : public IFileFilter {
+ public:
+  WildcardFilter(const char* pattern, const ICollator& collator, bool acceptDirectories,
+                 bool acceptHidden, bool acceptFiles)
+      : pattern_(pattern ? pattern : ""),
+        collator_(collator),
+        acceptDirectories_(acceptDirectories),
+        acceptHidden_(acceptHidden),
+        acceptFiles_(acceptFiles) {}
+
+  bool accept(const File& dir, const char* name) const override {
+    if (!name || !*name) return false;
+    if (name[0] == '.' && !acceptHidden_) return false;
+    if (!MatchWildcard(pattern_.c_str(), name, collator_)) return false;
+    // The entry's type decides last: it costs a stat. Links count as what they lead to;
+    // anything that is neither a directory nor a regular file never passes.
+    struct stat st;
+    if (stat(File(dir.getPath(), name).getPath(), &st) != 0) return false;
+    if (S_ISDIR(st.st_mode)) return acceptDirectories_;
+    if (S_ISREG(st.st_mode)) return acceptFiles_;
+    return false;
+  }
+
+ private:
+  std::string pattern_;
+  const ICollator& collator_;
+  bool acceptDirectories_;
+  bool acceptHidden_;
+  bool acceptFiles_;
+};
+
+}  // namespace
+
+const ICollator& CollatorFactory::getFileSystemCollator(bool ignoreCase) {
+  static const ByteCollator caseless(true);
+  static const ByteCollator exact(false);
+  return ignoreCase ? caseless : exact;
+}
+
+const ICollator& CollatorFactory::getPOSIXCollatorCI() {
+  static const ByteCollator collator(true);
+  return collator;
+}
+
+const IFileFilter& IFileFilter::getMatchAllFileFilter() {
+  static const MatchAllFilter filter;
+  return filter;
+}
+
+std::unique_ptr<IFileFilter> IFileFilter::getMatchAllFilesFilenameFilterWithPattern(
+    const char* pattern, const ICollator& collator, bool acceptDirectories, bool acceptHidden,
+    bool acceptFiles) {
+  return std::make_unique<WildcardFilter>(pattern, collator, acceptDirectories, acceptHidden,
+                                          acceptFiles);
+}
+
+bool MatchWildcard(const char* pattern, const char* name, const ICollator& collator) {
+  if (!pattern || !name) return false;
+  // Greedy with one backtrack point: on a mismatch, the last "*" takes one more character.
+  // Linear in practice and never recursive, whatever the pattern.
+  const char* p = pattern;
+  const char* n = name;
+  const char* starP = nullptr;
+  const char* starN = nullptr;
+  while (*n) {
+    if (*p == '*') {
+      while (*p == '*')
+        ++p;
+      if (!*p) return true;
+      starP = p;
+      starN = n;
+    } else if (*p && (*p == '?' || collator.equalChars(*p, *n))) {
+      ++p;
+      ++n;
+    } else if (starP) {
+      p = starP;
+      n = ++starN;
+    } else {
+      return false;
+    }
+  }
+  while (*p == '*')
+    ++p;
+  return *p == '\0';
+}
+
+File::File(const char* path) : path_(path ? path : "") {}
+
+File::File(const char* directory, const char* name) : path_(directory ? directory : "") {
+  if (path_.length() > 0 && path_.charAt(path_.length() - 1) != '/') path_ += "/";
+  path_ += name ? name : "";
+}
+
+bool File::listFiles(std::vector<String>& names, const IFileFilter& filter, bool recursive) const {
+  if (recursive) return false;
+  DIR* dir = opendir(path_.c_str());
+  if (!dir) return false;
+  while (dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    if (strcmp(name, ".") == 0 || strcmp(name, "..") == 0) continue;
+    if (filter.accept(*this, name)) names.emplace_back(name);
+  }
+  closedir(dir);
+  return true;
+}
+
+bool File::isDirectory() const {
+  struct stat st;
+  return stat(path_.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+}
+
+String File::getBaseName() const {
+  std::string path = path_.c_str();
+  while (path.size() > 1 && path.back() == '/')
+    path.pop_back();
+  const size_t slash = path.rfind('/');
+  if (slash == std::string::npos) return String(path.c_str());
+  return String(path.c_str() + slash + 1);
+}
+
+String File::getAbsolutePath() const {
+  if (path_.length() > 0 && path_.charAt(0) == '/') return path_;
+  std::string cwd;
+  char buffer[4096];
+  if (getcwd(buffer, sizeof buffer)) cwd = buffer;
+  if (path_.isEmpty()) return String(cwd.c_str());
+  if (cwd.empty() || cwd.back() != '/') cwd += '/';
+  cwd += path_.c_str();
+  return String(cwd.c_str());
+}
+
+}  // namespace Korin
