@@ -19,6 +19,9 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // A writer cuts both files to their lengths, then closes them (a delete-on-close page
   // then vanishes). The header is not written: what was not flushed stays invisible.
   ~TalMonitorBase() override;
+  // A page owns its file handles.
+  TalMonitorBase(const TalMonitorBase&) = delete;
+  TalMonitorBase& operator=(const TalMonitorBase&) = delete;
 
   // Sets both file paths from the page path p, its extension replaced by "TXT" and "ROW".
   // Always true.
@@ -33,7 +36,8 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   void SetDeleteOnClose(bool deleteOnClose) { deleteOnClose_ = deleteOnClose; }
   // Opens the files for writing (created anew) or reading. A writer fails when the text
   // file cannot be made (a live writer holds the page: its files stay untouched); a reader
-  // fails when the text file cannot be opened, and tries again on its next GetRow.
+  // fails when the text file cannot be opened, and looks for missing files again on its
+  // next GetCount or GetRow.
   bool Open();
 
   // IMonitorWriter
@@ -57,6 +61,64 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   bool GetStamp(uint32_t row, uint32_t& stamp) override;
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
 
+  static constexpr uint32_t kHeaderSize = 12;  // bytes of the page header
+  static constexpr uint32_t kRecordSize = 8;   // bytes of one row record
+  static constexpr uint32_t kSaveDepth = 50;   // states Save can hold
+  // The entry PushTab puts on the open-tag stack.
+  static constexpr const char* kTabMarker = "\t";
+
  private:
-  // (the storage module fills in its private members)
+  // One row record of the row file: where the row's text begins and its stamp.
+  struct RowRecord {
+    uint32_t textOffset = 0;
+    uint32_t stamp = 0;
+  };
+  // The page header as the writer keeps it and Flush publishes it (reserved bytes aside).
+  struct PageHeader {
+    uint32_t textLength = 0;
+    uint32_t rowLength = kHeaderSize;
+    char lastChar = 0;
+    bool lineStart = true;
+  };
+  // A write state pushed by Save.
+  struct SavedState {
+    uint32_t textLength = 0;
+    uint32_t rowLength = 0;
+    char lastChar = 0;
+    bool lineStart = false;
+    bool committed = false;
+  };
+
+  void CloseHandles();
+  // Reads the published header from the row file (a reader opens a missing row file
+  // first); keeps the header it has when that fails.
+  void ReadHeader();
+  // Finds row's record and the length of its text; opens the row file when it is missing.
+  bool LocateRow(uint32_t row, RowRecord& record, uint32_t& length, bool& last);
+  bool AppendRecord();
+  // Starts a new row at the current text length with the next stamp.
+  void BeginRow();
+  void RepeatOpenTags();
+  // Writes count bytes at the text position; see doc/page_format.md for what counts.
+  void WritePiece(const char* bytes, uint32_t count);
+  // Writes one markup character of a restated tag; it counts but is never the last char.
+  void WriteMarkupChar(char c);
+  void PutOut(const char* bytes, uint32_t count);
+
+  bool writer_ = false;
+  char textPath_[Korin::kMaxPath] = {};
+  char rowPath_[Korin::kMaxPath] = {};
+  bool deleteOnClose_ = true;
+  KorinHandle textFile_ = nullptr;
+  KorinHandle rowFile_ = nullptr;
+  const char* lastRow_ = nullptr;
+  RowRecord record_;
+  PageHeader header_;
+  std::vector<std::string> openTags_;
+  SavedState saves_[kSaveDepth];
+  uint32_t saveCount_ = 0;
+  std::vector<std::string> names_;
+  // Where the next piece of text goes: the text length when a Write begins, then past
+  // every byte written, counted or not.
+  uint64_t textPos_ = 0;
 };

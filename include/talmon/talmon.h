@@ -1,0 +1,15 @@
+// libtalmon: everything it exports. Producers write pages of markup through the C interface
+// or the page facades and the trace stream; viewers read pages, sessions and merged readers
+// and lay the markup out on a drawing device (the terminal device included).
+#pragma once
+
+#include "talmon/export.h"
+#include "talmon/korin_string.h"
+#include "talmon/monitor.h"
+#include "talmon/pages.h"
+#include "talmon/readers.h"
+#include "talmon/scrollbar.h"
+#include "talmon/session.h"
+#include "talmon/terminal.h"
+#include "talmon/textctrl.h"
+#include "talmon/trace.h"

@@ -1,0 +1,38 @@
+// Test support for pages: open one and list what a reader sees. Used by the storage tests
+// and the cross-process page tests.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "storage/page.h"
+
+namespace talmon_test {
+
+inline std::unique_ptr<TalMonitorBase> Page(const std::string& path, bool writer,
+                                            bool deleteOnClose = false, bool* opened = nullptr) {
+  auto page = std::make_unique<TalMonitorBase>();
+  page->SetPageName(path.c_str());
+  page->SetWriter(writer);
+  page->SetDeleteOnClose(deleteOnClose);
+  const bool ok = page->Open();
+  if (opened != nullptr) *opened = ok;
+  return page;
+}
+
+// Every row the reader sees, as "text|length", or "<fail>" where GetRow fails.
+inline std::vector<std::string> Rows(TalMonitorBase& reader) {
+  std::vector<std::string> rows;
+  uint32_t count = 0;
+  reader.GetCount(count);
+  for (uint32_t i = 0; i < count; ++i) {
+    const char* text = nullptr;
+    uint32_t length = 0;
+    const bool ok = reader.GetRow(i, text, length);
+    rows.push_back(ok ? std::string(text) + "|" + std::to_string(length) : "<fail>");
+  }
+  return rows;
+}
+
+}  // namespace talmon_test
