@@ -1,0 +1,164 @@
+#include "session/activity.h"
+
+#include <cstdint>
+#include <cstdio>
+#include <mutex>
+#include <vector>
+
+#include "core/file.h"
+#include "core/path.h"
+#include "core/watch.h"
+#include "session/event_pump.h"
+#include "session/session_store.h"
+#include "talmon/session.h"
+
+namespace talmon {
+
+namespace {
+
+// How long the paused wait sleeps between looks when no file changes: without a UI pump
+// only a missed directory event could need the look; with one, UI events must still be
+// dispatched promptly.
+constexpr int kIdleWaitMs = 100;
+constexpr int kPumpWaitMs = 5;
+
+// The marker handles this process holds. They are never closed here: the marker must live
+// as long as the producer, and the process's exit closes (and so removes) them.
+std::vector<KorinHandle>& HeldMarkers() {
+  static auto* handles = new std::vector<KorinHandle>;
+  return *handles;
+}
+std::mutex& HeldMarkersMutex() {
+  static auto* mutex = new std::mutex;
+  return *mutex;
+}
+
+// The path of marker for session, built afresh; "" when the session has no prefix.
+void MarkerPath(unsigned int session, const char* marker, char* out) {
+  char prefix[Korin::kMaxPath];
+  if (!ResolveSession(false, &session, prefix) || !JoinPath(out, prefix, marker)) out[0] = '\0';
+}
+
+bool Present(unsigned int session, const char* marker) {
+  char path[Korin::kMaxPath];
+  MarkerPath(session, marker, path);
+  return MarkerPresent(path);
+}
+
+// Renames a present marker; a marker that reads as absent is not moved.
+bool MoveMarker(const char* from, const char* to) {
+  if (from[0] == '\0' || to[0] == '\0' || !MarkerPresent(from)) return false;
+  return Korin_MoveFile(from, to);
+}
+
+}  // namespace
+
+bool CreateMarkerFile(const char* path, bool held) {
+  const uint32_t heldFlags = kFileFlagRandomAccess | kFileFlagDeleteOnClose |
+                             kFileAttributeNotContentIndexed | kFileAttributeTemporary;
+  const uint32_t closedFlags =
+      kFileFlagRandomAccess | kFileAttributeNotContentIndexed | kFileAttributeNormal;
+  KorinHandle handle =
+      Korin_CreateFile(path, kGenericWrite, kFileShareRead | kFileShareDelete, nullptr, kOpenAlways,
+                       held ? heldFlags : closedFlags, nullptr);
+  if (!KorinIsOpen(handle)) return false;
+  if (!held) {
+    Korin_CloseHandle(handle);
+    return true;
+  }
+  char pid[16];
+  const int length = std::snprintf(pid, sizeof pid, "%u", Korin_GetCurrentProcessId());
+  uint32_t done = 0;
+  Korin_WriteFileAt(handle, 0, pid, static_cast<uint32_t>(length), &done);
+  Korin_SetEndOfFileAt(handle, done);
+  std::lock_guard<std::mutex> lock(HeldMarkersMutex());
+  HeldMarkers().push_back(handle);
+  return true;
+}
+
+bool MarkerPresent(const char* path) {
+  KorinFileAttributes attributes;
+  if (path == nullptr || path[0] == '\0' || !Korin_GetFileAttributesEx(path, &attributes)) {
+    return false;
+  }
+  if ((attributes.attributes & kFileAttributeDirectory) != 0) return false;
+  return (attributes.attributes & kFileAttributeTemporary) != 0 || attributes.size == 0;
+}
+
+bool PollActivity(unsigned int session) {
+  if (!PumpEvents()) return false;
+  if (Present(session, kStopMarker)) return false;
+  if (Present(session, kPauseMarker)) return true;
+  if (Present(session, kPlayMarker)) return true;
+  return Present(session, kPauseMarker);
+}
+
+}  // namespace talmon
+
+using talmon::kPauseMarker;
+using talmon::kPlayMarker;
+using talmon::kStopMarker;
+using talmon::Present;
+
+bool TalMonitorGetActivity(unsigned int session, unsigned int* activity) {
+  if (activity == nullptr) return false;
+  try {
+    *activity = kTalMonStopped;
+    if (Present(session, kPlayMarker)) *activity = kTalMonPlaying;
+    if (Present(session, kPauseMarker)) *activity = kTalMonPaused;
+    // Looked at again: a resume that renames the marker between the two looks above
+    // still reads as playing, and "Play.TXT" wins over a "Pause.TXT" left beside it.
+    if (Present(session, kPlayMarker)) *activity = kTalMonPlaying;
+    return true;
+  } catch (...) {
+    return false;
+  }
+}
+
+bool TalMonitorSetActivity(unsigned int session, int activity) {
+  try {
+    char pause[Korin::kMaxPath];
+    char play[Korin::kMaxPath];
+    char stop[Korin::kMaxPath];
+    talmon::MarkerPath(session, kPauseMarker, pause);
+    talmon::MarkerPath(session, kPlayMarker, play);
+    talmon::MarkerPath(session, kStopMarker, stop);
+    if (activity == kTalMonStopped) {
+      // Whichever of the two exists moves; the other rename fails, which is fine.
+      talmon::MoveMarker(pause, stop);
+      talmon::MoveMarker(play, stop);
+      return true;
+    }
+    const bool paused = talmon::MarkerPresent(pause);
+    if (paused && activity != kTalMonPlaying) return true;
+    if (!paused && activity != kTalMonPaused) return true;
+    return paused ? talmon::MoveMarker(pause, play) : talmon::MoveMarker(play, pause);
+  } catch (...) {
+    return false;
+  }
+}
+
+bool TalMonitorDoEvents(unsigned int session) {
+  try {
+    if (!talmon::PollActivity(session)) return false;
+    if (!Present(session, kPauseMarker)) return true;
+    // Paused: wait for a rename in the data directory instead of spinning. The watch is
+    // open before the markers are looked at again, so a rename after the look wakes it.
+    Korin::DirectoryWatch watch;
+    char directory[Korin::kMaxPath];
+    if (talmon::GetDataDirectoryPath(directory)) watch.Open(directory);
+    for (;;) {
+      if (!talmon::PumpEvents()) return false;
+      if (Present(session, kStopMarker)) return false;
+      // No marker left: the session was closed or its producer ended.
+      if (!Present(session, kPauseMarker) && !Present(session, kPlayMarker) &&
+          !Present(session, kPauseMarker)) {
+        return false;
+      }
+      if (!Present(session, kPauseMarker)) return true;
+      watch.Wait(talmon::HasEventPump() ? talmon::kPumpWaitMs : talmon::kIdleWaitMs);
+    }
+  } catch (...) {
+    return false;
+  }
+}

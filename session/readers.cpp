@@ -1,0 +1,386 @@
+#include "talmon/readers.h"
+
+#include <atomic>
+#include <cstdio>
+#include <cstring>
+#include <set>
+#include <stdexcept>
+#include <string>
+
+#include "core/file.h"
+#include "core/listing.h"
+#include "core/path.h"
+#include "session/session_store.h"
+#include "storage/memory.h"
+#include "talmon/session.h"
+
+namespace {
+
+constexpr char kSeparatorRow[] = "(separator)";
+constexpr uint32_t kExhausted = 0xFFFFFFFFu;
+constexpr uint32_t kRecordSize = 8;
+// Merge records are gathered and written in blocks of this many bytes.
+constexpr size_t kIndexBlock = 64 * 1024;
+
+void PutU32(unsigned char* out, uint32_t value) {
+  out[0] = static_cast<unsigned char>(value);
+  out[1] = static_cast<unsigned char>(value >> 8);
+  out[2] = static_cast<unsigned char>(value >> 16);
+  out[3] = static_cast<unsigned char>(value >> 24);
+}
+
+uint32_t GetU32(const unsigned char* in) {
+  return static_cast<uint32_t>(in[0]) | static_cast<uint32_t>(in[1]) << 8 |
+         static_cast<uint32_t>(in[2]) << 16 | static_cast<uint32_t>(in[3]) << 24;
+}
+
+}  // namespace
+
+// ---- TalMonitorReaderPageOrder --------------------------------------------------------
+
+TalMonitorReaderPageOrder::TalMonitorReaderPageOrder()
+    : session_(0), pattern_("*"), total_(0), separator_(false) {}
+
+TalMonitorReaderPageOrder::~TalMonitorReaderPageOrder() {
+  CloseReaders();
+}
+
+void TalMonitorReaderPageOrder::SetSession(unsigned int session) {
+  session_ = session;
+}
+void TalMonitorReaderPageOrder::SetPattern(const char* pattern) {
+  pattern_ = pattern;
+}
+void TalMonitorReaderPageOrder::SetSeparator(bool separator) {
+  separator_ = separator;
+}
+
+void TalMonitorReaderPageOrder::CloseReaders() {
+  for (IMonitorReader* reader : readers_)
+    TalCloseMonitorReader(reader);
+  readers_.clear();
+}
+
+bool TalMonitorReaderPageOrder::Update() {
+  CloseReaders();
+  TalMonitorSelectPage select;
+  select.SetSession(session_);
+  select.SetPattern(pattern_);
+  Korin::String page;
+  while (select.Read(page)) {
+    IMonitorReader* reader = nullptr;
+    if (!TalOpenMonitorReader(session_, page, &reader) || reader == nullptr) continue;
+    readers_.reserve(readers_.size() + 1);
+    readers_.push_back(reader);
+  }
+  counts_.clear();
+  total_ = 0;
+  for (size_t i = 0; i < readers_.size(); ++i) {
+    uint32_t count = 0;
+    readers_[i]->GetCount(count);
+    counts_.push_back(count);
+    total_ += count;
+    if (HasSeparator(i)) ++total_;
+  }
+  return true;
+}
+
+bool TalMonitorReaderPageOrder::GetCount(uint32_t& count) {
+  count = total_;
+  return true;
+}
+
+bool TalMonitorReaderPageOrder::MapRow(uint32_t row, size_t& page, uint32_t& local) const {
+  for (size_t i = 0; i < counts_.size(); ++i) {
+    const uint32_t size = counts_[i] + (HasSeparator(i) ? 1 : 0);
+    if (row < size) {
+      page = i;
+      local = row;
+      return true;
+    }
+    row -= size;
+  }
+  return false;
+}
+
+bool TalMonitorReaderPageOrder::GetStamp(uint32_t row, uint32_t& stamp) {
+  size_t page = 0;
+  uint32_t local = 0;
+  if (!MapRow(row, page, local)) return false;
+  // The separator row carries the stamp of its page's first row.
+  if (HasSeparator(page) && local > 0) --local;
+  return readers_[page]->GetStamp(local, stamp);
+}
+
+bool TalMonitorReaderPageOrder::GetRow(uint32_t row, const char*& text, uint32_t& length) {
+  size_t page = 0;
+  uint32_t local = 0;
+  if (!MapRow(row, page, local)) return false;
+  if (HasSeparator(page)) {
+    if (local == 0) {
+      text = kSeparatorRow;
+      length = sizeof kSeparatorRow - 1;
+      return true;
+    }
+    --local;
+  }
+  return readers_[page]->GetRow(local, text, length);
+}
+
+// ---- TalMonitorReaderTime -------------------------------------------------------------
+
+TalMonitorReaderTime::TalMonitorReaderTime()
+    : indexPath_{}, index_(nullptr), cursor_(0), total_(0), merged_(0) {}
+
+TalMonitorReaderTime::~TalMonitorReaderTime() {
+  for (IMonitorReader* reader : readers_)
+    TalCloseMonitorReader(reader);
+  if (KorinIsOpen(index_)) Korin_CloseHandle(index_);
+}
+
+bool TalMonitorReaderTime::SetPageName(const char* path) {
+  if (path == nullptr) return false;
+  char drive[Korin::kMaxDrive];
+  char dir[Korin::kMaxDir];
+  char name[Korin::kMaxFName];
+  Korin::SplitPath(path, drive, dir, name, nullptr);
+  return Korin_makepath(indexPath_, drive, dir, name, "IDX");
+}
+
+bool TalMonitorReaderTime::AddReader(IMonitorReader* reader) {
+  if (reader == nullptr) return false;
+  readers_.reserve(readers_.size() + 1);
+  nextRow_.reserve(readers_.size() + 1);
+  pending_.reserve(readers_.size() + 1);
+  readers_.push_back(reader);
+  nextRow_.push_back(0);
+  pending_.push_back(0);
+  return true;
+}
+
+bool TalMonitorReaderTime::OpenIndex() {
+  if (indexPath_[0] == '\0') return false;
+  // The index is private to this reader: it is made under a name of its own beside the
+  // pages and unlinked at once, so two readers on one session never meet, and nothing of
+  // it is left behind whatever happens to the process.
+  static std::atomic<uint32_t> made{0};
+  char drive[Korin::kMaxDrive];
+  char dir[Korin::kMaxDir];
+  char name[Korin::kMaxFName];
+  Korin::SplitPath(indexPath_, drive, dir, name, nullptr);
+  Korin::String unique;
+  unique.format("%s.%u.%u", name, Korin_GetCurrentProcessId(), ++made);
+  char path[Korin::kMaxPath];
+  if (!Korin_makepath(path, drive, dir, unique, "IDX")) return false;
+  const uint32_t flags = kFileFlagRandomAccess | kFileFlagDeleteOnClose |
+                         kFileAttributeNotContentIndexed | kFileAttributeTemporary;
+  KorinHandle handle =
+      Korin_CreateFile(path, kGenericRead | kGenericWrite, kFileShareRead | kFileShareDelete,
+                       nullptr, kCreateAlways, flags, nullptr);
+  if (!KorinIsOpen(handle)) return false;
+  Korin_DeleteFile(path);
+  index_ = handle;
+  return true;
+}
+
+bool TalMonitorReaderTime::Update() {
+  if (!KorinIsOpen(index_) && !OpenIndex()) return false;
+  total_ = 0;
+  for (IMonitorReader* reader : readers_) {
+    uint32_t count = 0;
+    reader->GetCount(count);
+    total_ += count;
+  }
+  cursor_ = 0;
+  for (size_t i = 0; i < readers_.size(); ++i) {
+    nextRow_[i] = 0;
+    pending_[i] = 0;
+  }
+  merged_ = 0;
+
+  std::vector<unsigned char> block;
+  block.reserve(kIndexBlock);
+  uint64_t written = 0;
+  auto writeBlock = [&]() {
+    uint32_t done = 0;
+    const bool ok =
+        block.empty() || (Korin_WriteFileAt(index_, written, block.data(),
+                                            static_cast<uint32_t>(block.size()), &done) &&
+                          done == block.size());
+    written += block.size();
+    block.clear();
+    return ok;
+  };
+
+  // Walks the stamps upward: each pass takes from every page, in the order the pages were
+  // added, the row whose stamp equals the cursor, so equal stamps of pages written by
+  // different processes come out in that order.
+  for (;;) {
+    bool found = false;
+    bool wrote = false;
+    for (size_t i = 0; i < readers_.size(); ++i) {
+      if (pending_[i] == kExhausted) continue;
+      if (pending_[i] == 0) {
+        uint32_t stamp = 0;
+        if (!readers_[i]->GetStamp(nextRow_[i], stamp)) {
+          pending_[i] = kExhausted;
+          continue;
+        }
+        pending_[i] = stamp;
+      }
+      // A page whose stamp is below the cursor is left behind and stays behind.
+      if (pending_[i] < cursor_) continue;
+      found = true;
+      if (pending_[i] != cursor_) continue;
+      unsigned char record[kRecordSize];
+      PutU32(record, static_cast<uint32_t>(i));
+      PutU32(record + 4, nextRow_[i]);
+      block.insert(block.end(), record, record + kRecordSize);
+      if (block.size() >= kIndexBlock && !writeBlock()) return false;
+      ++merged_;
+      ++nextRow_[i];
+      pending_[i] = 0;
+      wrote = true;
+    }
+    if (!found) break;
+    ++cursor_;
+    if (!wrote) {
+      // Nothing was taken, so no page fetches a stamp in the passes to come until one is
+      // taken: skip the passes that would only raise the cursor.
+      uint32_t lowest = kExhausted;
+      for (uint32_t stamp : pending_) {
+        if (stamp != kExhausted && stamp >= cursor_ && stamp < lowest) lowest = stamp;
+      }
+      if (lowest == kExhausted) break;
+      cursor_ = lowest;
+    }
+  }
+  if (!writeBlock()) return false;
+  // Records of an earlier, longer merge must not answer for rows past this one.
+  Korin_SetEndOfFileAt(index_, written);
+  return true;
+}
+
+bool TalMonitorReaderTime::GetCount(uint32_t& count) {
+  count = total_;
+  return true;
+}
+
+bool TalMonitorReaderTime::ReadRecord(uint32_t row, IMonitorReader*& reader, uint32_t& pageRow) {
+  if (!KorinIsOpen(index_)) return false;
+  unsigned char record[kRecordSize];
+  uint32_t done = 0;
+  if (!Korin_ReadFileAt(index_, static_cast<uint64_t>(row) * kRecordSize, record, kRecordSize,
+                        &done) ||
+      done < kRecordSize) {
+    return false;
+  }
+  const uint32_t page = GetU32(record);
+  if (page >= readers_.size()) {
+    throw std::invalid_argument("TalMonitorReaderTime: page index out of range");
+  }
+  reader = readers_[page];
+  pageRow = GetU32(record + 4);
+  return true;
+}
+
+bool TalMonitorReaderTime::GetStamp(uint32_t row, uint32_t& stamp) {
+  IMonitorReader* reader = nullptr;
+  uint32_t pageRow = 0;
+  return ReadRecord(row, reader, pageRow) && reader->GetStamp(pageRow, stamp);
+}
+
+bool TalMonitorReaderTime::GetRow(uint32_t row, const char*& text, uint32_t& length) {
+  IMonitorReader* reader = nullptr;
+  uint32_t pageRow = 0;
+  return ReadRecord(row, reader, pageRow) && reader->GetRow(pageRow, text, length);
+}
+
+// ---- TalMonitorReaderSession ----------------------------------------------------------
+
+namespace {
+
+const char* ActivityWord(unsigned int activity) {
+  switch (activity) {
+    case kTalMonPlaying:
+      return "playing";
+    case kTalMonPaused:
+      return "paused";
+    default:
+      return "stopped";
+  }
+}
+
+bool IsMarkerPage(const Korin::String& page) {
+  return page.compareIgnoreCase("Play") == 0 || page.compareIgnoreCase("Pause") == 0 ||
+         page.compareIgnoreCase("Stop") == 0;
+}
+
+// Appends a page name as row text: names with parentheses go into a raw span, and control
+// characters (a line feed would end the row) become "?".
+void AppendPageName(std::string& row, const char* name) {
+  std::string text;
+  bool parentheses = false;
+  for (const char* p = name; *p != '\0'; ++p) {
+    const unsigned char c = static_cast<unsigned char>(*p);
+    if (c == '(' || c == ')') parentheses = true;
+    text += c < 0x20 ? '?' : static_cast<char>(c);
+  }
+  if (!parentheses) {
+    row += text;
+    return;
+  }
+  row += "(raw " + std::to_string(text.size()) + " " + text + ")";
+}
+
+}  // namespace
+
+TalMonitorReaderSession::TalMonitorReaderSession() : memory_(new TalMonitorMemory) {}
+
+TalMonitorReaderSession::~TalMonitorReaderSession() = default;
+
+bool TalMonitorReaderSession::Update() {
+  memory_->Delete();
+  char directory[Korin::kMaxPath];
+  if (!talmon::GetDataDirectoryPath(directory)) return true;
+  std::vector<Korin::String> names;
+  Korin::File(directory).listFiles(names, Korin::IFileFilter::getMatchAllFileFilter(), false);
+  std::set<unsigned int> sessions;
+  for (const Korin::String& name : names) {
+    int number = 0;
+    if (std::sscanf(name, "%04d", &number) != 1 || number <= 0) continue;
+    if (Korin::File(directory, name).isDirectory()) continue;
+    sessions.insert(static_cast<unsigned int>(number));
+  }
+  bool first = true;
+  for (unsigned int session : sessions) {
+    unsigned int activity = kTalMonStopped;
+    TalMonitorGetActivity(session, &activity);
+    char head[64];
+    std::snprintf(head, sizeof head, "(bold %04d)(tab)%s(tab)", static_cast<int>(session),
+                  ActivityWord(activity));
+    std::string row = first ? "" : "\n";
+    row += head;
+    TalMonitorSelectPage select;
+    select.SetSession(session);
+    Korin::String page;
+    bool firstPage = true;
+    while (select.Read(page)) {
+      if (IsMarkerPage(page)) continue;
+      if (!firstPage) row += ", ";
+      AppendPageName(row, page);
+      firstPage = false;
+    }
+    memory_->Write(row.c_str());
+    first = false;
+  }
+  return true;
+}
+
+bool TalMonitorReaderSession::GetCount(uint32_t& count) {
+  return memory_->GetCount(count);
+}
+
+bool TalMonitorReaderSession::GetRow(uint32_t row, const char*& text, uint32_t& length) {
+  return memory_->GetRow(row, text, length);
+}
