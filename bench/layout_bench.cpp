@@ -1,0 +1,173 @@
+// Layout of one screen of monitor rows (50 rows of mixed markup, measuring and drawing pass),
+// on the recording device and on a device that draws nothing, and the terminal rendering of
+// the same screen; each beside a baseline that only reads every byte of the rows once
+// (layout) or copies them into lines (terminal).
+
+#include <benchmark/benchmark.h>
+
+#include <cstring>
+#include <string>
+#include <vector>
+
+#include "talmon/terminal.h"
+#include "talmon/textctrl.h"
+#include "textctrl/recording_device.h"
+
+namespace {
+
+class Rows : public IMonitorReader {
+ public:
+  Rows() {
+    const char* kinds[] = {
+        "(title Build of the release)",
+        "(bold Step 3 of 9:) compiling (typewriter core/file.cpp) with -O2",
+        "(tab)name(tab)size(tab)time",
+        "(tab)page.cpp(tab)48213(tab)00:00:03",
+        "(tab)text_layout.cpp(tab)120877(tab)00:00:11",
+        "(error (bold error:) cannot open (typewriter missing.h))",
+        "see (link https://example.org/build/42)the log) for details",
+        "(progress 37)(total 100)",
+        "(separator)",
+        "(flat a flat row with (column)two(column)columns)",
+        "(icon dialog-information) 14 files copied (right 12:00:01)",
+        "(raw 11 f(x) = (y))",
+        "\t\t(pea)a nested item with (little small print)",
+        "(field 42) (true) done (false) skipped",
+        "plain text of a log row that goes on for a while, as log rows do",
+    };
+    for (int i = 0; i < 50; ++i)
+      rows_.push_back(kinds[i % (sizeof kinds / sizeof *kinds)]);
+  }
+  bool GetCount(uint32_t& count) override {
+    count = static_cast<uint32_t>(rows_.size());
+    return true;
+  }
+  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
+    if (row >= rows_.size()) return false;
+    text = rows_[row].c_str();
+    length = static_cast<uint32_t>(rows_[row].size());
+    return true;
+  }
+  size_t Bytes() const {
+    size_t n = 0;
+    for (const auto& r : rows_)
+      n += r.size();
+    return n;
+  }
+
+ private:
+  std::vector<std::string> rows_;
+};
+
+class NullDevice : public TalMonDevice {
+ public:
+  TalMonFont SelectFont(TalMonFont font) override { return font; }
+  void SetTextColor(TalMonColor) override {}
+  void SetBkColor(TalMonColor) override {}
+  void SetBkMode(TalMonBkMode) override {}
+  int32_t DrawText(const char*, int32_t length, const TalMonRect&, TalMonPoint origin,
+                   uint32_t) override {
+    return origin.x + 7 * length;
+  }
+  void FillSolidRect(const TalMonRect&, TalMonColor) override {}
+  void Draw3dRect(const TalMonRect&, TalMonColor, TalMonColor) override {}
+  void Line(int32_t, int32_t, int32_t, int32_t, TalMonColor) override {}
+  void GradientH(const TalMonRect&, TalMonColor, TalMonColor) override {}
+  void GradientV(const TalMonRect&, TalMonColor, TalMonColor) override {}
+  bool BlendImage(const char*, int32_t, int32_t, TalMonPoint, uint8_t) override { return false; }
+};
+
+TalMonPaintInput Screen(Rows& rows) {
+  TalMonPaintInput input;
+  input.reader = &rows;
+  input.client = {0, 0, 900, 50 * 21 + 10};
+  input.mouse = {100, 140};
+  return input;
+}
+
+void BM_LayoutRecording(benchmark::State& state) {
+  Rows rows;
+  TalMonRecordingDevice device;
+  TalMonTextLayout layout;
+  TalMonPaintInput input = Screen(rows);
+  for (auto _ : state) {
+    device.Clear();
+    TalMonPaintOutput output;
+    layout.Draw(device, input, output);
+    benchmark::DoNotOptimize(output.contentWidth);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+}
+BENCHMARK(BM_LayoutRecording);
+
+void BM_LayoutNullDevice(benchmark::State& state) {
+  Rows rows;
+  NullDevice device;
+  TalMonTextLayout layout;
+  TalMonPaintInput input = Screen(rows);
+  for (auto _ : state) {
+    TalMonPaintOutput output;
+    layout.Draw(device, input, output);
+    benchmark::DoNotOptimize(output.contentWidth);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+}
+BENCHMARK(BM_LayoutNullDevice);
+
+// Baseline: fetch every row twice (two passes) and find its markup characters.
+void BM_BaselineScanRows(benchmark::State& state) {
+  Rows rows;
+  for (auto _ : state) {
+    size_t tokens = 0;
+    for (int pass = 0; pass < 2; ++pass) {
+      for (uint32_t r = 0;; ++r) {
+        const char* text = nullptr;
+        uint32_t length = 0;
+        if (!rows.GetRow(r, text, length)) break;
+        for (const char* p = text; *p;) {
+          p += std::strcspn(p, "\t()");
+          if (*p) ++p;
+          ++tokens;
+        }
+      }
+    }
+    benchmark::DoNotOptimize(tokens);
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+}
+BENCHMARK(BM_BaselineScanRows);
+
+void BM_Terminal(benchmark::State& state) {
+  Rows rows;
+  TalMonTerminalOptions options;
+  options.columns = 120;
+  std::vector<std::string> lines;
+  for (auto _ : state) {
+    TalMonRenderTerminal(rows, 0, 50, options, lines);
+    benchmark::DoNotOptimize(lines.data());
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+}
+BENCHMARK(BM_Terminal);
+
+// Baseline: copy each row into a line as it stands, markup and all.
+void BM_BaselineCopyLines(benchmark::State& state) {
+  Rows rows;
+  std::vector<std::string> lines;
+  for (auto _ : state) {
+    lines.clear();
+    for (uint32_t r = 0; r < 50; ++r) {
+      const char* text = nullptr;
+      uint32_t length = 0;
+      if (!rows.GetRow(r, text, length)) break;
+      lines.emplace_back(text, length);
+    }
+    benchmark::DoNotOptimize(lines.data());
+  }
+  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+}
+BENCHMARK(BM_BaselineCopyLines);
+
+}  // namespace
+
+BENCHMARK_MAIN();
