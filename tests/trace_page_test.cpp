@@ -46,14 +46,6 @@ TEST_F(TracePageTest, SectionsIndentEveryRowStartedInside) {
   EXPECT_EQ(CloseAndReadText(), "\tone\n\t\ttwo\n\t\tthree\n\tfour\nfive");
 }
 
-TEST_F(TracePageTest, TemporaryTextIsReplacedByTheNext) {
-  trace(w()) << "Start\r\n";
-  trace(w(), temporary) << "10%";
-  trace(w(), temporary) << "20%\r\nsecond row";
-  trace(w()) << "Done";
-  EXPECT_EQ(CloseAndReadText(), "Start\nDone");
-}
-
 // A style's ")" lands where the trace ends it: after a row end, it opens the next row behind
 // that row's restated tags (and a viewer ends the row there).
 TEST_F(TracePageTest, StyleOpenAcrossRowEndIsRestatedOnTheNextRow) {

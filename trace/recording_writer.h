@@ -12,14 +12,12 @@ class RecordingWriter : public IMonitorWriter {
   // Written text as it stands, other calls in braces: "{open bold}Total: 42{close bold}".
   std::string log;
   std::vector<std::string> openTags;
-  int writes = 0;
   bool failWrites = false;  // every Write, OpenTag and CloseTag fails
   bool failFlush = false;
 
   bool Write(const char* text) override {
     if (text == nullptr) return true;
     if (failWrites) return false;
-    ++writes;
     log += text;
     if (*text != '\0') last_ = log.back();
     return true;

@@ -17,6 +17,11 @@ IMonitorTag* MakeTag(Args... args) {
   return ::new (slot) Tag(args...);
 }
 
+// A null factory makes no tag, like a full pool.
+IMonitorTag* Make(TalMonitorTagFactory factory) {
+  return factory != nullptr ? factory() : nullptr;
+}
+
 }  // namespace
 
 trace::trace(IMonitorWriter& monitor) : monitor_(monitor), top_(nullptr) {}
@@ -38,21 +43,21 @@ trace::trace(IMonitorWriter& monitor, IMonitorTag* tag1, IMonitorTag* tag2, IMon
 }
 
 trace::trace(IMonitorWriter& monitor, TalMonitorTagFactory tag1) : trace(monitor) {
-  Append(tag1());
+  Append(Make(tag1));
 }
 
 trace::trace(IMonitorWriter& monitor, TalMonitorTagFactory tag1, TalMonitorTagFactory tag2)
     : trace(monitor) {
-  Append(tag1());
-  Append(tag2());
+  Append(Make(tag1));
+  Append(Make(tag2));
 }
 
 trace::trace(IMonitorWriter& monitor, TalMonitorTagFactory tag1, TalMonitorTagFactory tag2,
              TalMonitorTagFactory tag3)
     : trace(monitor) {
-  Append(tag1());
-  Append(tag2());
-  Append(tag3());
+  Append(Make(tag1));
+  Append(Make(tag2));
+  Append(Make(tag3));
 }
 
 // Two traces ending the same tags would close their styles twice and release their pool
@@ -91,7 +96,7 @@ trace& trace::operator<<(IMonitorTag* tag) {
 }
 
 trace& trace::operator<<(TalMonitorTagFactory factory) {
-  if (factory != nullptr) Append(factory());
+  Append(Make(factory));
   return *this;
 }
 

@@ -27,13 +27,11 @@ bool WriteBytes(IMonitorWriter& writer, const char* text, size_t n, bool termina
   return true;
 }
 
-// One line without its row end; terminated when text[n] is the text's own terminator.
-bool WriteLine(IMonitorWriter& writer, const char* text, size_t n, bool terminated) {
+// One line without its row end: its first n bytes are written, raw when parenthesis is set;
+// terminated when text[n] is the text's own terminator.
+bool WriteLine(IMonitorWriter& writer, const char* text, size_t n, bool parenthesis,
+               bool terminated) {
   if (n == 0) return true;
-  bool parenthesis = false;
-  for (size_t i = 0; i < n && !parenthesis; ++i) {
-    parenthesis = text[i] == '(' || text[i] == ')';
-  }
   if (!parenthesis) return WriteBytes(writer, text, n, terminated);
   // A raw span states its length, so a viewer takes its parentheses as text.
   char opener[32] = "(raw ";
@@ -53,15 +51,19 @@ bool WriteText(IMonitorWriter& writer, const char* text) {
   const char* line = text;
   for (;;) {
     const char* end = line;
-    while (*end != '\0' && *end != '\n')
+    bool parenthesis = false;
+    while (*end != '\0' && *end != '\n') {
+      parenthesis = parenthesis || *end == '(' || *end == ')';
       ++end;
+    }
     const bool rowEnd = *end == '\n';
     size_t n = static_cast<size_t>(end - line);
     // The byte before the "\n" is taken for the CR of a CR LF and dropped unseen (the cost
-    // of a lone "\n" is kept on purpose, see trace.h). A "\n" that opens a line has nothing
-    // before it to drop.
+    // of a lone "\n" is kept on purpose, see trace.h). It was scanned with its line all the
+    // same: a dropped "(" still makes the line a raw span ("a(\n" => "(raw 1 a)"). A "\n"
+    // that opens a line has nothing before it to drop.
     if (rowEnd && n > 0) --n;
-    if (!WriteLine(writer, line, n, !rowEnd)) return false;
+    if (!WriteLine(writer, line, n, parenthesis, !rowEnd)) return false;
     if (!rowEnd) return true;
     if (!writer.Write("\n")) return false;
     line = end + 1;

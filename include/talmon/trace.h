@@ -225,10 +225,12 @@ class TALMON_EXPORT TalMonitorTagTimeNow : public TalMonitorTag {
 //   "a (b) c"    =>  "(raw 7 a (b) c)"
 //   "ab\r\ncd"   =>  "ab" "\n" "cd"
 //   "ab\ncd"     =>  "a" "\n" "cd"
+//   "a(\n"       =>  "(raw 1 a)" "\n"
 // Text is taken to end its lines with CR LF: the character before each "\n" is dropped, so a
-// lone "\n" costs the line its last character. Producers keep to CR LF; do not "fix" this, or
-// every CR of their text reaches the page. The caller's buffer is never changed.
-// False for a null text (nothing is written) and as soon as writing a line or a "\n" fails.
+// lone "\n" costs the line its last character; a dropped parenthesis still makes its line raw.
+// Producers keep to CR LF; do not "fix" this, or every CR of their text reaches the page. The
+// caller's buffer is never changed. False for a null text (nothing is written) and as soon as
+// writing a line or a "\n" fails.
 TALMON_EXPORT bool WriteText(IMonitorWriter& writer, const char* text);
 
 // A function that makes a tag without arguments: usable as a manipulator (`t << line`) and
@@ -239,8 +241,8 @@ using TalMonitorTagFactory = IMonitorTag* (*)();
 //   trace(w, block, bold) << "Total: " << 42;   // "(bold Total: 42)" on a row of its own
 // Everything is written at once, in order; tags are begun where they stand and ended in the
 // reverse order when the trace is destroyed. The writer must outlive the trace. A null tag
-// (the pool holds 64 live tags at most) is ignored: nothing is written for it. Tags given by
-// pointer must come from the factories below.
+// (the pool holds 64 live tags at most) or a null factory is ignored: nothing is written for
+// it. Tags given by pointer must come from the factories below.
 class TALMON_EXPORT trace {
  public:
   explicit trace(IMonitorWriter& monitor);
@@ -268,6 +270,10 @@ class TALMON_EXPORT trace {
   trace& operator<<(const char* text);
   trace& operator<<(IMonitorTag* tag);
   trace& operator<<(TalMonitorTagFactory factory);
+  // A factory that takes arguments must be called (`t << duration(s)`): uncalled, it would
+  // pass for a bool and write "(true)".
+  template <typename... Args>
+  trace& operator<<(IMonitorTag* (*factory)(Args...)) = delete;
 
   IMonitorWriter& GetMonitor() { return monitor_; }
 
