@@ -63,8 +63,11 @@ bool CreateMarkerFile(const char* path, bool held) {
                        held ? heldFlags : closedFlags, nullptr);
   if (!KorinIsOpen(handle)) return false;
   if (!held) {
+    // Emptied: an old producer's marker may have stood at path, and a marker with a pid in
+    // it that nobody holds reads as absent.
+    const bool emptied = Korin_SetEndOfFileAt(handle, 0);
     Korin_CloseHandle(handle);
-    return true;
+    return emptied;
   }
   char pid[16];
   const int length = std::snprintf(pid, sizeof pid, "%u", Korin_GetCurrentProcessId());

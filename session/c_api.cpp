@@ -38,6 +38,19 @@ bool PagePath(unsigned int session, const char* page, char* path) {
   return talmon::JoinPath(path, prefix, page);
 }
 
+// A page file monitor on path, not yet opened; null when the page's files (path with the
+// extensions "TXT" and "ROW") would not fit in 259 bytes: such a monitor would open nothing.
+TalMonitorBase* NewPage(const char* path, bool writer) {
+  auto* monitor = new TalMonitorBase;
+  monitor->SetPageName(path);
+  if (monitor->GetTextPath()[0] == '\0' || monitor->GetRowPath()[0] == '\0') {
+    delete monitor;
+    return nullptr;
+  }
+  monitor->SetWriter(writer);
+  return monitor;
+}
+
 bool ResolveNew(unsigned int* session, char* prefix) {
   *session = 0;
   return talmon::ResolveSession(true, session, prefix);
@@ -114,9 +127,8 @@ bool TalOpenMonitorWriter(unsigned int session, const char* page, bool temporary
   try {
     char path[Korin::kMaxPath];
     if (!PagePath(session, page, path)) return false;
-    auto* monitor = new TalMonitorBase;
-    monitor->SetPageName(path);
-    monitor->SetWriter(true);
+    TalMonitorBase* monitor = NewPage(path, true);
+    if (monitor == nullptr) return false;
     monitor->SetDeleteOnClose(temporary);
     if (!monitor->Open()) {
       Abandon(monitor, nullptr);
@@ -134,9 +146,8 @@ bool TalOpenMonitorReader(unsigned int session, const char* page, IMonitorReader
   try {
     char path[Korin::kMaxPath];
     if (!PagePath(session, page, path)) return false;
-    auto* monitor = new TalMonitorBase;
-    monitor->SetPageName(path);
-    monitor->SetWriter(false);
+    TalMonitorBase* monitor = NewPage(path, false);
+    if (monitor == nullptr) return false;
     // A page that is not there yet is opened again at its reader's next GetRow.
     monitor->Open();
     *reader = monitor;
@@ -200,9 +211,8 @@ bool TalMonitorExecute(const char* name, IMonitorReader** reader) {
     Korin::IAppData* data = manager != nullptr ? manager->GetAppData() : nullptr;
     char path[Korin::kMaxPath];
     if (data == nullptr || !data->GetDataFilePath(path, 0, Korin::kMaxPath, name)) return false;
-    auto* monitor = new TalMonitorBase;
-    monitor->SetPageName(path);
-    monitor->SetWriter(false);
+    TalMonitorBase* monitor = NewPage(path, false);
+    if (monitor == nullptr) return false;
     if (!monitor->Open()) {
       delete monitor;
       return false;

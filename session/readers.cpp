@@ -62,7 +62,10 @@ void TalMonitorReaderPageOrder::CloseReaders() {
 }
 
 bool TalMonitorReaderPageOrder::Update() {
+  // The counts go with the readers: rows must never map to a page that is gone.
   CloseReaders();
+  counts_.clear();
+  total_ = 0;
   TalMonitorSelectPage select;
   select.SetSession(session_);
   select.SetPattern(pattern_);
@@ -73,8 +76,6 @@ bool TalMonitorReaderPageOrder::Update() {
     readers_.reserve(readers_.size() + 1);
     readers_.push_back(reader);
   }
-  counts_.clear();
-  total_ = 0;
   for (size_t i = 0; i < readers_.size(); ++i) {
     uint32_t count = 0;
     readers_[i]->GetCount(count);
