@@ -22,7 +22,7 @@
 #include "core/path.h"
 
 struct KorinFile {
-  int fd = -1;
+  int fd = -1;  // -1 once the exit-time close has closed it; the owner still frees it
   std::string path;
   bool deleteOnClose = false;
   pid_t opener = 0;  // a forked child inherits the handle but never closes it at exit
@@ -108,6 +108,10 @@ Registry& TheRegistry() {
   return *registry;
 }
 
+bool CloseFile(KorinFile* f);
+
+// Closes the files but leaves the handles to their owners: a static object may still hold
+// one and close it later, when a freed handle or a reused descriptor would do harm.
 void CloseAtExit() {
   Registry& registry = TheRegistry();
   std::set<KorinFile*> mine;
@@ -118,7 +122,7 @@ void CloseAtExit() {
     }
   }
   for (KorinFile* f : mine)
-    Korin_CloseHandle(f);
+    CloseFile(f);
 }
 
 void Register(KorinFile* f) {
@@ -269,13 +273,13 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
   return f;
 }
 
-bool Korin_CloseHandle(KorinHandle handle) {
-  if (!KorinIsOpen(handle)) {
-    SetLastError(kErrorInvalidHandle);
-    return false;
-  }
+namespace {
+
+// Unlinks a delete-on-close file and closes the descriptor; the handle stays allocated
+// (and registered) with fd -1, on which every later operation fails.
+bool CloseFile(KorinFile* handle) {
+  if (handle->fd < 0) return true;
   if (handle->deleteOnClose) {
-    Unregister(handle);
     // The file goes under the name it has now: another process may have renamed it. The
     // name is only trusted while it still leads to this very inode.
     struct stat mine;
@@ -293,13 +297,26 @@ bool Korin_CloseHandle(KorinHandle handle) {
       }
     }
   }
-  int r = close(handle->fd);
-  delete handle;
+  const int r = close(handle->fd);
+  handle->fd = -1;
   if (r != 0) {
     SetErrno(errno);
     return false;
   }
   return true;
+}
+
+}  // namespace
+
+bool Korin_CloseHandle(KorinHandle handle) {
+  if (!KorinIsOpen(handle)) {
+    SetLastError(kErrorInvalidHandle);
+    return false;
+  }
+  if (handle->deleteOnClose) Unregister(handle);
+  const bool closed = CloseFile(handle);
+  delete handle;
+  return closed;
 }
 
 bool Korin_ReadFileAt(KorinHandle handle, uint64_t offset, void* buffer, uint32_t size,
@@ -345,9 +362,10 @@ bool Korin_WriteFileAt(KorinHandle handle, uint64_t offset, const void* buffer, 
   while (total < size) {
     ssize_t n = pwrite(handle->fd, static_cast<const char*>(buffer) + total, size - total,
                        static_cast<off_t>(offset + total));
-    if (n < 0) {
-      if (errno == EINTR) continue;
-      SetErrno(errno);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) {
+      // A write that moves nothing would otherwise be retried for ever.
+      SetErrno(n < 0 ? errno : ENOSPC);
       if (done) *done = total;
       return false;
     }

@@ -255,6 +255,42 @@ TEST(FileTest, ExitClosesOnlyTheExitingProcessHandles) {
   EXPECT_FALSE(Exists(parents));
 }
 
+// The owner of a handle may outlive the exit-time close: a writer held by a static object
+// is destroyed after it. Its handle must then fail cleanly instead of touching freed memory
+// or a descriptor number that a later open has taken.
+KorinHandle gOutlived = nullptr;
+std::string gDir;
+
+void UseOutlivedHandle() {
+  const std::string other = gDir + "/other";
+  WriteText(other, "keep");
+  const int fd = open(other.c_str(), O_RDWR);  // may take the closed descriptor number
+  uint32_t done = 0;
+  const bool cut = Korin_SetEndOfFileAt(gOutlived, 0);
+  const bool wrote = Korin_WriteFileAt(gOutlived, 0, "zz", 2, &done);
+  Korin_CloseHandle(gOutlived);
+  close(fd);
+  const bool intact = ReadText(other) == "keep" && !Exists(gDir + "/page");
+  talmon_test::RemoveTree(gDir);
+  _exit(cut || wrote || !intact ? 3 : 0);
+}
+
+TEST(FileTest, HandleUsedAfterTheExitTimeClose) {
+  // A fresh process, so that the exit-time close is registered after this test's handler.
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        char dir[] = "/tmp/talmon-test-XXXXXX";
+        if (mkdtemp(dir) == nullptr) _exit(1);
+        gDir = dir;
+        atexit(UseOutlivedHandle);
+        gOutlived = OpenWriter(gDir + "/page", kCreateAlways, kFileFlagDeleteOnClose);
+        if (!KorinIsOpen(gOutlived)) _exit(1);
+        exit(2);
+      },
+      ::testing::ExitedWithCode(0), "");
+}
+
 TEST(FileTest, MoveCreateDirectoryAndDelete) {
   ScopedDataDir dir;
   const std::string a = dir.file("a"), b = dir.file("b"), c = dir.file("c");

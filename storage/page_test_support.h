@@ -1,8 +1,10 @@
-// Test support for pages: open one and list what a reader sees. Used by the storage tests
-// and the cross-process page tests.
+// Test support for pages: open one, list what a reader sees, read a file's bytes. Used by the
+// storage tests and the cross-process page tests.
 #pragma once
 
+#include <fstream>
 #include <memory>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -19,6 +21,15 @@ inline std::unique_ptr<TalMonitorBase> Page(const std::string& path, bool writer
   const bool ok = page->Open();
   if (opened != nullptr) *opened = ok;
   return page;
+}
+
+// The bytes of a file, or "<missing>".
+inline std::string Slurp(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  if (!in) return "<missing>";
+  std::ostringstream out;
+  out << in.rdbuf();
+  return out.str();
 }
 
 // Every row the reader sees, as "text|length", or "<fail>" where GetRow fails.

@@ -14,6 +14,7 @@ namespace {
 using talmon_test::Page;
 using talmon_test::Rows;
 using talmon_test::ScopedDataDir;
+using talmon_test::Slurp;
 
 char Receive(int fd) {
   char c = 0;
@@ -30,6 +31,9 @@ TEST(PageProcessTest, ReaderSeesExactlyTheFlushedRowsWhileThePageGrows) {
   bool opened = true;
   auto reader = Page(page, false, false, &opened);  // before the page exists
   EXPECT_FALSE(opened);
+  const char* text = nullptr;
+  uint32_t length = 0;
+  EXPECT_FALSE(reader->GetRow(0, text, length));
   int toParent[2], toChild[2];
   ASSERT_EQ(pipe(toParent), 0);
   ASSERT_EQ(pipe(toChild), 0);
@@ -87,11 +91,12 @@ TEST(PageProcessTest, OtherProcessCannotTakeALivePageButReadsIt) {
   ASSERT_TRUE(opened);
   writer->Write("a\nb");
   writer->Flush();
+  const std::string text = Slurp(page + ".TXT"), rows = Slurp(page + ".ROW");
   pid_t pid = fork();
   if (pid == 0) {
     bool ok = true;
     Page(page, true, false, &ok).reset();
-    if (ok) _exit(1);
+    if (ok || Slurp(page + ".TXT") != text || Slurp(page + ".ROW") != rows) _exit(1);
     auto reader = Page(page, false, false, &ok);
     _exit(Rows(*reader) == std::vector<std::string>{"a|2", "b|1"} ? 0 : 2);
   }
