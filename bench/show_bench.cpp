@@ -1,0 +1,84 @@
+// `talmon show` of a page of a million rows to /dev/null, beside `cat` of the page's text
+// file: what laying out and rendering every row costs over copying its bytes. Both run as
+// child processes in the same run; max_rss_mib is the largest child's resident size so far.
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <unistd.h>
+
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include "talmon/session.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+constexpr int kRows = 1000000;
+
+// One session with the page "Big": a million rows of typical log markup.
+class BigPage {
+ public:
+  BigPage() {
+    unsigned int session = 0;
+    TalCreateMonitorSession(&session);
+    IMonitorWriter* writer = nullptr;
+    if (!TalOpenMonitorWriter(session, "Big", false, &writer)) return;
+    std::string chunk;
+    for (int row = 0; row < kRows; ++row) {
+      chunk += "(bold " + std::to_string(row) + ") copied file_" + std::to_string(row % 977) +
+               ".dat(tab)" + std::to_string(row % 50) + " MiB(tab)(little ok)\n";
+      if (chunk.size() > (1 << 16)) {
+        writer->Write(chunk.c_str());
+        chunk.clear();
+      }
+    }
+    writer->Write(chunk.c_str());
+    writer->Flush();
+    TalCloseMonitorWriter(writer);
+    TalCloseMonitorSession(session);
+    text_ = dir_.file("0001Big.TXT");
+  }
+  const std::string& text() const { return text_; }
+
+ private:
+  talmon_test::ScopedDataDir dir_;
+  std::string text_;
+};
+
+BigPage& Page() {
+  static BigPage page;
+  return page;
+}
+
+void Shell(benchmark::State& state, const std::string& command) {
+  for (auto _ : state) {
+    if (system(command.c_str()) != 0) state.SkipWithError(("failed: " + command).c_str());
+  }
+  rusage usage{};
+  getrusage(RUSAGE_CHILDREN, &usage);
+  state.counters["max_rss_mib"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
+}
+
+void BM_CatText(benchmark::State& state) {
+  Shell(state, "cat '" + Page().text() + "' > /dev/null");
+}
+
+void BM_ShowPage(benchmark::State& state) {
+  Page();
+  Shell(state, std::string("'") + TALMON_CLI_PATH + "' show --color=never 1 Big > /dev/null");
+}
+
+void BM_ShowPageColour(benchmark::State& state) {
+  Page();
+  Shell(state, std::string("'") + TALMON_CLI_PATH + "' show --color=always 1 Big > /dev/null");
+}
+
+// The work is in the children: wall-clock time is what counts.
+BENCHMARK(BM_CatText)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
+BENCHMARK(BM_ShowPage)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+BENCHMARK(BM_ShowPageColour)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,400 @@
+// The talmon terminal tool, driven as a user drives it: the built executable run as a child
+// process in a fresh data directory, its pages read back through the library.
+#include <fcntl.h>
+#include <poll.h>
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "talmon/session.h"
+#include "talmon/trace.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using talmon_test::ScopedDataDir;
+using Words = std::vector<std::string>;
+
+// A running talmon: its pid and the read end of its standard output.
+struct Tool {
+  pid_t pid = -1;
+  int out = -1;
+};
+
+// Starts talmon with args; standard input from input (-1: /dev/null), standard output on a
+// pipe when captured, standard error on errFd (-1: /dev/null).
+Tool Start(const Words& args, int input = -1, bool captured = true, int errFd = -1) {
+  int out[2] = {-1, -1};
+  if (captured && pipe2(out, O_CLOEXEC) != 0) return {};
+  std::vector<std::string> all = {TALMON_CLI_PATH};
+  all.insert(all.end(), args.begin(), args.end());
+  std::vector<char*> argv;
+  for (std::string& a : all)
+    argv.push_back(a.data());
+  argv.push_back(nullptr);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    const int null = open("/dev/null", O_RDWR);
+    dup2(input >= 0 ? input : null, 0);
+    dup2(captured ? out[1] : null, 1);
+    dup2(errFd >= 0 ? errFd : null, 2);
+    if (captured) close(out[0]);
+    execv(argv[0], argv.data());
+    _exit(126);
+  }
+  if (captured) close(out[1]);
+  return {pid, out[0]};
+}
+
+// Waits for the tool to end, at most timeoutMs; its exit code, 128 + signal, or -1 when it
+// was still running (it is killed then).
+int Wait(pid_t pid, int timeoutMs = 10000) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+  int status = 0;
+  while (waitpid(pid, &status, WNOHANG) == 0) {
+    if (Clock::now() > deadline) {
+      kill(pid, SIGKILL);
+      waitpid(pid, &status, 0);
+      return -1;
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  }
+  return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+// Reads what is available on fd into text, waiting at most timeoutMs for the first bytes;
+// false at end of file.
+bool ReadSome(int fd, std::string& text, int timeoutMs) {
+  pollfd p{fd, POLLIN, 0};
+  if (poll(&p, 1, timeoutMs) <= 0) return true;
+  char buffer[4096];
+  const ssize_t n = read(fd, buffer, sizeof buffer);
+  if (n <= 0) return false;
+  text.append(buffer, static_cast<size_t>(n));
+  return true;
+}
+
+struct Result {
+  int status = -1;
+  std::string out;
+  std::string err;
+};
+
+// Runs talmon to its end with input on standard input.
+Result Talmon(const Words& args, const std::string& input = "") {
+  int in[2], err[2];
+  if (pipe2(in, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
+  Tool tool = Start(args, in[0], true, err[1]);
+  close(in[0]);
+  close(err[1]);
+  [[maybe_unused]] ssize_t n = write(in[1], input.data(), input.size());
+  close(in[1]);
+  Result r;
+  bool outOpen = true, errOpen = true;
+  const auto deadline = Clock::now() + std::chrono::seconds(10);
+  while ((outOpen || errOpen) && Clock::now() < deadline) {
+    if (outOpen) outOpen = ReadSome(tool.out, r.out, 5);
+    if (errOpen) errOpen = ReadSome(err[0], r.err, 5);
+  }
+  close(tool.out);
+  close(err[0]);
+  r.status = Wait(tool.pid);
+  return r;
+}
+
+std::vector<std::string> Rows(unsigned int session, const char* page) {
+  std::vector<std::string> rows;
+  IMonitorReader* reader = nullptr;
+  TalOpenMonitorReader(session, page, &reader);
+  uint32_t count = 0;
+  if (reader != nullptr && reader->GetCount(count)) {
+    for (uint32_t i = 0; i < count; ++i) {
+      const char* text = nullptr;
+      uint32_t length = 0;
+      if (reader->GetRow(i, text, length)) rows.emplace_back(text);
+    }
+  }
+  TalCloseMonitorReader(reader);
+  return rows;
+}
+
+// Waits until the page has more than rows rows; the count it reached.
+size_t WaitForRows(unsigned int session, const char* page, size_t rows, int timeoutMs = 3000) {
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+  size_t now = Rows(session, page).size();
+  while (now <= rows && Clock::now() < deadline) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    now = Rows(session, page).size();
+  }
+  return now;
+}
+
+void Sleep(int ms) {
+  std::this_thread::sleep_for(std::chrono::milliseconds(ms));
+}
+
+std::string Join(const std::vector<std::string>& rows) {
+  std::string text;
+  for (const std::string& r : rows)
+    text += r + "|";
+  return text;
+}
+
+TEST(CliRun, RelaysOutputAndErrorsIntoPagesAndReturnsTheStatus) {
+  struct Case {
+    Words args;
+    int status;
+    const char* outPage;
+    Words outRows;
+    const char* errPage;
+    Words errRows;
+  };
+  const Case cases[] = {
+      {{"run", "--", "sh", "-c", "echo a; echo b >&2; exit 3"},
+       3,
+       "Output",
+       {"a"},
+       "Errors",
+       {"(error b)"}},
+      // CR LF line ends, an empty line, a last line without a line feed, death by a signal.
+      {{"run", "--page", "Build", "sh", "-c", "printf 'x\\r\\n\\ny'; kill -9 $$"},
+       137,
+       "Build",
+       {"x", "", "y"},
+       "BuildErrors",
+       {}},
+      {{"run", "--", "no-such-command-here"},
+       127,
+       "Output",
+       {},
+       "Errors",
+       {"(error cannot run no-such-command-here: No such file or directory)"}},
+  };
+  for (const Case& c : cases) {
+    ScopedDataDir dir;
+    const std::string input = Join(c.args);
+    EXPECT_EQ(Talmon(c.args).status, c.status) << "case: " << input;
+    EXPECT_EQ(Rows(1, c.outPage), c.outRows) << "case: " << input;
+    EXPECT_EQ(Rows(1, c.errPage), c.errRows) << "case: " << input;
+    unsigned int activity = 9;
+    TalMonitorGetActivity(1, &activity);
+    EXPECT_EQ(activity, static_cast<unsigned int>(kTalMonStopped)) << "case: " << input;
+  }
+}
+
+TEST(CliRun, PauseStopsTheCommandResumeContinuesItAndStopEndsIt) {
+  ScopedDataDir dir;
+  Tool run = Start({"run", "--", "sh", "-c", "while :; do echo x; sleep 0.02; done"}, -1, false);
+  ASSERT_GT(WaitForRows(1, "Output", 2), 2u);
+
+  EXPECT_EQ(Talmon({"pause"}).status, 0);
+  Sleep(80);  // the tool looks at the activity every 20 ms
+  const size_t paused = Rows(1, "Output").size();
+  Sleep(150);
+  EXPECT_EQ(Rows(1, "Output").size(), paused) << "rows grew while paused";
+
+  EXPECT_EQ(Talmon({"resume"}).status, 0);
+  EXPECT_GT(WaitForRows(1, "Output", paused), paused) << "rows did not grow after resume";
+
+  EXPECT_EQ(Talmon({"stop"}).status, 0);
+  EXPECT_EQ(Wait(run.pid, 3000), 128 + SIGTERM);
+}
+
+TEST(CliShow, FollowPrintsAFlushedRowAtOnceAndEndsWithTheSession) {
+  ScopedDataDir dir;
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  IMonitorWriter* log = nullptr;
+  ASSERT_TRUE(TalOpenMonitorWriter(session, "Log", false, &log));
+  trace(*log, block) << "first";
+
+  Tool show = Start({"show", "-f"});
+  std::string out;
+  const auto deadline = Clock::now() + std::chrono::seconds(3);
+  while (out.find("first\n") == std::string::npos && Clock::now() < deadline) {
+    ReadSome(show.out, out, 10);
+  }
+  ASSERT_NE(out.find("first\n"), std::string::npos);
+
+  trace(*log, block, bold) << "second";
+  // The watch wakes the tool within milliseconds; a second is room for a loaded machine.
+  const auto soon = Clock::now() + std::chrono::seconds(1);
+  while (out.find("second\n") == std::string::npos && Clock::now() < soon) {
+    ReadSome(show.out, out, 10);
+  }
+  EXPECT_NE(out.find("second\n"), std::string::npos) << out;
+
+  TalCloseMonitorWriter(log);
+  TalCloseMonitorSession(session);
+  EXPECT_EQ(Wait(show.pid, 3000), 0) << "follow did not end with the session";
+  while (ReadSome(show.out, out, 100)) {
+  }
+  close(show.out);
+  EXPECT_EQ(out, "first\nsecond\n") << "a pipe gets plain text";
+}
+
+TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
+  ScopedDataDir dir;
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  IMonitorWriter* a = nullptr;
+  IMonitorWriter* b = nullptr;
+  ASSERT_TRUE(TalOpenMonitorWriter(session, "A", false, &a));
+  ASSERT_TRUE(TalOpenMonitorWriter(session, "B", false, &b));
+  trace(*a, block) << "a1";
+  trace(*b, block) << "b1";
+  trace(*a, block) << "a2";
+  trace(*b, block) << "b2";
+
+  const struct {
+    Words args;
+    const char* out;
+  } cases[] = {
+      {{"show"}, "a1\nb1\na2\nb2\n"},
+      {{"show", "--merged", "1"}, "a1\nb1\na2\nb2\n"},
+      {{"show", "--pages"}, "a1\na2\nb1\nb2\n"},
+      {{"show", "1", "B"}, "b1\nb2\n"},
+      {{"show", "B"}, "b1\nb2\n"},
+  };
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args);
+    EXPECT_EQ(r.status, 0) << "case: " << Join(c.args) << r.err;
+    EXPECT_EQ(r.out, c.out) << "case: " << Join(c.args);
+  }
+  TalCloseMonitorWriter(a);
+  TalCloseMonitorWriter(b);
+  TalCloseMonitorSession(session);
+}
+
+TEST(CliShow, ColourOnlyWhenAskedForOrOnATerminal) {
+  ScopedDataDir dir;
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  IMonitorWriter* log = nullptr;
+  ASSERT_TRUE(TalOpenMonitorWriter(session, "Log", false, &log));
+  trace(*log, block, bold) << "bold";
+  trace(*log, block, error) << "failed";
+  trace(*log, block) << link("https://example.org") << "docs";
+  trace(*log, block) << "half" << progress(1, 2);
+  TalCloseMonitorWriter(log);
+
+  const struct {
+    const char* option;
+    bool escapes;
+  } cases[] = {{"--color=never", false}, {"--color=auto", false}, {"--color=always", true}};
+  for (const auto& c : cases) {
+    const Result r = Talmon({"show", c.option});
+    EXPECT_EQ(r.status, 0) << "case: " << c.option;
+    EXPECT_EQ(r.out.find('\x1b') != std::string::npos, c.escapes) << "case: " << c.option;
+    EXPECT_NE(r.out.find("failed"), std::string::npos) << "case: " << c.option;
+    EXPECT_NE(r.out.find("docs"), std::string::npos) << "case: " << c.option;
+  }
+}
+
+TEST(Cli, UsageErrorsExitTwoAndHelpExitsZero) {
+  const Words usage[] = {
+      {},
+      {"frobnicate"},
+      {"show", "--bogus"},
+      {"show", "--color=sometimes"},
+      {"show", "--merged", "--pages"},
+      {"show", "--pages", "1", "Log"},
+      {"show", "0"},
+      {"pages", "abc"},
+      {"write"},
+      {"write", "a/b"},
+      {"run"},
+      {"run", "--page"},
+      {"demo", "--seconds", "0"},
+  };
+  ScopedDataDir dir;
+  for (const Words& args : usage) {
+    const Result r = Talmon(args);
+    EXPECT_EQ(r.status, 2) << "case: " << Join(args);
+    EXPECT_NE(r.err.find("talmon"), std::string::npos) << "case: " << Join(args);
+    EXPECT_TRUE(r.out.empty()) << "case: " << Join(args);
+  }
+  for (const char* command : {"sessions", "pages", "show", "pause", "write", "run", "demo"}) {
+    const Result r = Talmon({command, "--help"});
+    EXPECT_EQ(r.status, 0) << "case: " << command;
+    EXPECT_EQ(r.out.rfind("Usage: talmon", 0), 0u) << "case: " << command;
+  }
+}
+
+TEST(Cli, MissingSessionsAndPagesFailWithAClearMessage) {
+  ScopedDataDir dir;
+  const struct {
+    Words args;
+    const char* message;
+  } cases[] = {
+      {{"show"}, "no sessions"},
+      {{"show", "42"}, "session 42 does not exist"},
+      {{"pages", "42"}, "session 42 does not exist"},
+      {{"pause", "42"}, "session 42 does not exist"},
+      {{"write", "-s", "42", "Log"}, "session 42 does not exist"},
+  };
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args);
+    EXPECT_EQ(r.status, 1) << "case: " << Join(c.args);
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << "case: " << Join(c.args) << r.err;
+  }
+  // A session whose producer has ended can be neither paused nor resumed, nor can a page it
+  // does not have be shown.
+  ASSERT_EQ(Talmon({"write", "Log"}, "row\n").status, 0);
+  for (const Words& args : {Words{"pause"}, Words{"resume"}, Words{"show", "Nope"}}) {
+    const Result r = Talmon(args);
+    EXPECT_EQ(r.status, 1) << "case: " << Join(args);
+    EXPECT_FALSE(r.err.empty()) << "case: " << Join(args);
+  }
+}
+
+TEST(Cli, SessionsAndPagesListWhatWasWritten) {
+  ScopedDataDir dir;
+  ASSERT_EQ(Talmon({"write", "Notes"}, "one\r\ntwo (2)\n").status, 0);
+  ASSERT_EQ(Talmon({"write", "-s", "1", "More"}, "three").status, 0);
+  ASSERT_EQ(Talmon({"write", "-s", "1", "--temporary", "Scratch"}, "gone\n").status, 0);
+  EXPECT_EQ(Rows(1, "Notes"), (Words{"one", "(raw 7 two (2))"}));
+  EXPECT_EQ(Rows(1, "More"), Words{"three"});
+
+  const Result sessions = Talmon({"sessions"});
+  EXPECT_EQ(sessions.status, 0);
+  EXPECT_NE(sessions.out.find("0001     stopped       2          3"), std::string::npos)
+      << sessions.out;
+
+  const Result pages = Talmon({"pages"});
+  EXPECT_EQ(pages.status, 0);
+  EXPECT_NE(pages.out.find("More           1"), std::string::npos) << pages.out;
+  EXPECT_NE(pages.out.find("Notes          2"), std::string::npos) << pages.out;
+  EXPECT_EQ(pages.out.find("Scratch"), std::string::npos) << "a temporary page stays listed";
+  EXPECT_EQ(pages.out.find("Play"), std::string::npos) << "the marker is listed as a page";
+}
+
+TEST(CliDemo, WritesEveryPageAndEndsWhenStopped) {
+  ScopedDataDir dir;
+  int err[2];
+  ASSERT_EQ(pipe2(err, O_CLOEXEC), 0);
+  Tool demo = Start({"demo", "--seconds", "60"}, -1, false, err[1]);
+  close(err[1]);
+  ASSERT_GT(WaitForRows(1, "Log", 5), 5u);
+  EXPECT_EQ(Talmon({"stop", "1"}).status, 0);
+  EXPECT_EQ(Wait(demo.pid, 3000), 0);
+  std::string message;
+  while (ReadSome(err[0], message, 100)) {
+  }
+  close(err[0]);
+  EXPECT_EQ(message, "talmon demo: session 1\n");
+  const Words log = Rows(1, "Log");
+  ASSERT_FALSE(log.empty());
+  EXPECT_EQ(log.back().rfind("(error Stopped by a viewer at ", 0), 0u) << log.back();
+  EXPECT_EQ(log.front().rfind("(title (logo talmon)TalMon demo", 0), 0u) << log.front();
+}
+
+}  // namespace
