@@ -3,6 +3,7 @@
 #include "talmon/terminal.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 
@@ -208,7 +209,8 @@ int32_t TalMonTerminalDevice::DrawText(const char* text, int32_t length, const T
     cell.ch = glyphs[static_cast<size_t>(i)];
     cell.bold = bold;
     cell.dim = dim;
-    // Opaque text paints its back colour; transparent text (after a title) keeps the box's.
+    // Opaque text paints its back colour; transparent text (once a title was laid out in this
+    // paint, or over the gradient background) keeps the box's.
     if (mode_ == TalMonBkMode::kOpaque) cell.back = back;
   }
   const int64_t end = int64_t{origin.x} + shown * kCellWidth;
@@ -245,8 +247,10 @@ bool TalMonTerminalDevice::Element(const TalMonElement& e) {
       break;
     case TalMonElement::kLink: {
       uint32_t link = 0;
-      if (options_.hyperlinks) {
-        links_.push_back(SafeTarget(e.text));
+      std::string target = options_.hyperlinks ? SafeTarget(e.text) : std::string();
+      // An empty target would open the link with the sequence that closes one: none then.
+      if (!target.empty()) {
+        links_.push_back(std::move(target));
         link = static_cast<uint32_t>(links_.size());
       }
       // The label's cells, without the button's 2 px on either side.
@@ -262,7 +266,8 @@ bool TalMonTerminalDevice::Element(const TalMonElement& e) {
       const int64_t from = std::max<int64_t>(ColumnOf(r.left), 0);
       const int64_t to =
           line_ != nullptr ? std::min<int64_t>(ColumnOf(r.right), int64_t(line_->size())) : 0;
-      const int64_t eighths = (to - from) * 8;
+      // A bar that starts past the row's end (content wider than the row) has no cells.
+      const int64_t eighths = std::max<int64_t>(to - from, 0) * 8;
       const int64_t inside = std::max<int64_t>(int64_t{r.right} - r.left - 2, 1);
       auto toEighths = [&](int32_t x) {
         int64_t v = (int64_t{x} - r.left - 1) * eighths;

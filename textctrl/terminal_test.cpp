@@ -56,6 +56,7 @@ TEST(Terminal, EachKindOfRow) {
       {"(progress 7)", Repeat(track, 11) + "\u2589\u258B" + Repeat(track, 27),
        "\x1b[0;2m" + Repeat(track, 11) + "\x1b[0;34m\u2589\u258B\x1b[0;2m" + Repeat(track, 27) +
            "\x1b[0m"},
+      {"(link)go)", "go", "\x1b[0;4mgo\x1b[0m"},  // no target: no hyperlink
       {"(link http://x/a)docs)", "docs",
        "\x1b]8;;http://x/a\x1b\\\x1b[0;4mdocs\x1b]8;;\x1b\\\x1b[0m"},
       // Control characters in a target cannot end the hyperlink early.

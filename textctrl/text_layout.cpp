@@ -291,8 +291,8 @@ bool TalMonTextLayout::ParseTag(Context& ctx) {
         device.GradientH(band, COLOR_ACTIVECAPTION, COLOR_GRADIENTACTIVECAPTION);
       }
       if (tag == kTitleTag) {
-        // The caption colour and transparent text stay for the rest of the row, not just the
-        // title's content: text after a title reads as part of its band.
+        // The caption colour stays for the rest of the row, not just the title's content: text
+        // after a title reads as part of its band. Transparent text outlasts the row (Draw).
         ctx.textColor = COLOR_CAPTIONTEXT;
         device.SetBkMode(TalMonBkMode::kTransparent);
       }
@@ -537,15 +537,17 @@ bool TalMonTextLayout::Draw(TalMonDevice& device, const TalMonPaintInput& input,
   ctx.leftButtonDown = input.leftButtonDown;
   output.contentWidth = 0;
 
+  // A paint starts on a fresh, opaque surface; nothing sets the mode back afterwards. A
+  // title's transparent mode therefore holds for every later row and, set in the measuring
+  // pass, for the whole drawing pass: text of a screen that shows a title is drawn without
+  // its back colour. Kept so screens look as they always have.
+  device.SetBkMode(TalMonBkMode::kOpaque);
   for (int pass = 0; pass < 2; ++pass) {
     ctx.previousRowFlat = false;
     ctx.drawing = pass == 1;
     TalMonRect rect = input.client;
     if (input.vertical != nullptr) rect.right -= input.vertical->GetWidth();
 
-    // Each pass starts opaque: a title's transparent text must not leak from the measuring
-    // pass into the drawing pass.
-    device.SetBkMode(TalMonBkMode::kOpaque);
     if (ctx.drawing) {
       device.FillSolidRect(rect, COLOR_3DFACE);
       if (input.backgroundMode == 1) {

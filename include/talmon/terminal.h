@@ -26,7 +26,8 @@ struct TalMonTerminalOptions {
 //   bold           bold (SGR 1)
 //   title          reverse video in the highlight colour over the rest of the row
 //   error          white on a red background over the error's box
-//   field, flat    a subtle grey background; typewriter text too (its back colour)
+//   field, flat    a subtle grey background; typewriter text too (its back colour), unless
+//                  a title among the rows made all text transparent
 //   little         dim; typewriter is plain
 //   link           underlined, and with hyperlinks an OSC 8 link to its target:
 //                  "\e]8;;TARGET\e\\label\e]8;;\e\\"
