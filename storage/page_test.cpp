@@ -3,8 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
-#include <cstring>
 #include <fstream>
+#include <map>
 #include <stdexcept>
 
 #include "storage/page_test_support.h"
@@ -16,10 +16,6 @@ using talmon_test::Page;
 using talmon_test::Rows;
 using talmon_test::ScopedDataDir;
 using talmon_test::Slurp;
-
-void Spill(const std::string& path, const std::string& bytes) {
-  std::ofstream(path, std::ios::binary) << bytes;
-}
 
 std::string U32(uint32_t v) {
   std::string s;
@@ -33,20 +29,15 @@ std::string Header(uint32_t textLength, uint32_t rowLength, char last, bool line
          std::string(2, '\0');
 }
 
-uint32_t StampOf(const std::string& rowFile, uint32_t row) {
-  uint32_t v = 0;
-  for (int i = 3; i >= 0; --i)
-    v = v << 8 | static_cast<unsigned char>(rowFile[16 + 8 * row + i]);
-  return v;
-}
-
-TEST(PageTest, BytesOnDiskAfterOpenAndFlush) {
+TEST(PageTest, BytesOnDiskAndStamps) {
   ScopedDataDir dir;
   auto writer = Page(dir.file("0001Log.old"), true);  // the extension is replaced
   EXPECT_EQ(dir.list(), (std::vector<std::string>{"0001Log.ROW", "0001Log.TXT"}));
   std::string rows = Slurp(dir.file("0001Log.ROW"));
   ASSERT_EQ(rows.size(), 20u);
-  const uint32_t s0 = StampOf(rows, 0);
+  uint32_t s0 = 0;  // the first stamp, little-endian at bytes 16 to 19
+  for (int i = 19; i >= 16; --i)
+    s0 = s0 << 8 | static_cast<unsigned char>(rows[i]);
   EXPECT_EQ(rows, std::string(12, '\0') + U32(0) + U32(s0));
   auto reader = Page(dir.file("0001Log"), false);
   EXPECT_TRUE(Rows(*reader).empty());
@@ -57,27 +48,38 @@ TEST(PageTest, BytesOnDiskAfterOpenAndFlush) {
   EXPECT_EQ(rows, Header(3, 28, 'b', false) + U32(0) + U32(s0) + U32(2) + U32(s0 + 1));
   EXPECT_EQ(Slurp(dir.file("0001Log.TXT")), "a\nb");
   EXPECT_EQ(Rows(*reader), (std::vector<std::string>{"a|2", "b|1"}));
+  const char* text = nullptr;
+  uint32_t length = 0, stamp = 0;
+  EXPECT_FALSE(reader->GetRow(2, text, length));
+  EXPECT_FALSE(reader->GetRow(0xFFFFFFFFu, text, length));
+
+  // One counter for every page of the process: rows of two pages interleave by stamp.
+  auto other = Page(dir.file("0001Other"), true);  // its row 0 takes s0 + 2
+  writer->Write("\nc");
+  writer->Flush();
+  // GetStamp answers from the header the reader last read.
+  EXPECT_FALSE(reader->GetStamp(2, stamp));
+  uint32_t count = 0;
+  ASSERT_TRUE(reader->GetCount(count));
+  ASSERT_TRUE(reader->GetStamp(2, stamp));
+  EXPECT_EQ(stamp, s0 + 3);
 }
 
 // Runs a writer script: "<name" opens a tag, ">" closes one, "+" and "-" push and pop a tab,
-// "[" saves, "]" restores, "!" commits; anything else is written. Returns it for messages.
-std::string RunScript(TalMonitorBase& w, const std::vector<std::string>& ops) {
-  std::string shown;
+// "[" saves, "]" restores, "!" commits; anything else is written.
+void RunScript(TalMonitorBase& w, const std::vector<std::string>& ops) {
+  const std::map<char, bool (TalMonitorBase::*)()> calls = {
+      {'>', &TalMonitorBase::CloseTag}, {'+', &TalMonitorBase::PushTab},
+      {'-', &TalMonitorBase::PopTab},   {'[', &TalMonitorBase::Save},
+      {']', &TalMonitorBase::Restore},  {'!', &TalMonitorBase::Commit}};
   for (const std::string& op : ops) {
-    const char k = op.empty() ? 0 : op[0];
-    if (k == '<') w.OpenTag(op.c_str() + 1);
-    if (k == '>') w.CloseTag();
-    if (k == '+') w.PushTab();
-    if (k == '-') w.PopTab();
-    if (k == '[') w.Save();
-    if (k == ']') w.Restore();
-    if (k == '!') w.Commit();
-    if (k == 0 || strchr("<>+-[]!", k) == nullptr) w.Write(op.c_str());
-    for (char c : op)
-      shown += c == '\n' ? std::string("\\n") : std::string(1, c);
-    shown += " | ";
+    const auto call = calls.find(op.empty() ? 0 : op[0]);
+    if (call != calls.end()) {
+      (w.*call->second)();
+    } else {
+      op[0] == '<' ? w.OpenTag(op.c_str() + 1) : w.Write(op.c_str());
+    }
   }
-  return shown;
 }
 
 TEST(PageTest, WriterScriptsGiveTextRowsAndLastChar) {
@@ -114,7 +116,8 @@ TEST(PageTest, WriterScriptsGiveTextRowsAndLastChar) {
   for (const Case& c : cases) {
     ScopedDataDir dir;
     auto writer = Page(dir.file("0001Log"), true);
-    const std::string script = RunScript(*writer, c.ops);
+    RunScript(*writer, c.ops);
+    const std::string script = ::testing::PrintToString(c.ops);
     writer->Flush();
     char last = '?';
     EXPECT_TRUE(writer->GetLastChar(last));
@@ -126,26 +129,36 @@ TEST(PageTest, WriterScriptsGiveTextRowsAndLastChar) {
   }
 }
 
-TEST(PageTest, SaveStackLimits) {
+TEST(PageTest, StackLimits) {
   ScopedDataDir dir;
   auto writer = Page(dir.file("0001Log"), true);
   EXPECT_FALSE(writer->Restore());
+  EXPECT_THROW(writer->CloseTag(), std::invalid_argument);
+  EXPECT_THROW(writer->PopTab(), std::invalid_argument);
+  EXPECT_THROW(writer->PopName(), std::invalid_argument);
+  EXPECT_THROW(writer->GetTopName(), std::invalid_argument);
   writer->Write("a");
-  for (uint32_t i = 0; i < TalMonitorBase::kSaveDepth; ++i) {
-    ASSERT_TRUE(writer->Save()) << "save " << i;
-  }
+  for (uint32_t i = 0; i < TalMonitorBase::kSaveDepth; ++i)
+    ASSERT_TRUE(writer->Save()) << i;
   EXPECT_FALSE(writer->Save());
   writer->Write("b");
-  for (uint32_t i = 0; i < TalMonitorBase::kSaveDepth; ++i) {
-    ASSERT_TRUE(writer->Restore()) << "restore " << i;
-  }
+  for (uint32_t i = 0; i < TalMonitorBase::kSaveDepth; ++i)
+    ASSERT_TRUE(writer->Restore()) << i;
   EXPECT_FALSE(writer->Restore());
   writer->Flush();
   auto reader = Page(dir.file("0001Log"), false);
   EXPECT_EQ(Rows(*reader), (std::vector<std::string>{"a|1"}));
+
+  char name[] = "outer";  // names are copied
+  EXPECT_TRUE(writer->PushName(name));
+  name[0] = 'X';
+  writer->PushName("inner");
+  EXPECT_STREQ(writer->GetTopName(), "inner");
+  writer->PopName();
+  EXPECT_STREQ(writer->GetTopName(), "outer");
 }
 
-TEST(PageTest, LiveLastRowStopsAtPublishedLength) {
+TEST(PageTest, PublishedLengthsAndTheCutAtClose) {
   ScopedDataDir dir;
   auto writer = Page(dir.file("0001Log"), true);
   auto reader = Page(dir.file("0001Log"), false);
@@ -165,50 +178,14 @@ TEST(PageTest, LiveLastRowStopsAtPublishedLength) {
   writer->Flush();
   EXPECT_EQ(Slurp(dir.file("0001Log.TXT")), "a\nbcdef\nokogress 50%");
   EXPECT_EQ(Rows(*reader).back(), "ok|2");
-}
-
-TEST(PageTest, ReaderRangeAndStamps) {
-  ScopedDataDir dir;
-  auto writer = Page(dir.file("0001Log"), true);
-  auto other = Page(dir.file("0001Other"), true);
-  auto reader = Page(dir.file("0001Log"), false);
-  other->Write("x\n");
-  writer->Write("a\nb");
-  writer->Flush();
-  uint32_t count = 0;
-  ASSERT_TRUE(reader->GetCount(count));
-  ASSERT_EQ(count, 2u);
-  const char* text = nullptr;
-  uint32_t length = 0;
-  EXPECT_FALSE(reader->GetRow(2, text, length));
-  EXPECT_FALSE(reader->GetRow(0xFFFFFFFFu, text, length));
-  // One counter for every page of the process: rows of two pages interleave by stamp.
-  uint32_t s0 = 0, s1 = 0;
-  ASSERT_TRUE(reader->GetStamp(0, s0));
-  ASSERT_TRUE(reader->GetStamp(1, s1));
-  EXPECT_EQ(s1, s0 + 3);  // Log row 0, Other rows 0 and 1, Log row 1
-  // GetStamp answers from the header the reader last read.
-  writer->Write("\nc");
-  writer->Flush();
-  EXPECT_FALSE(reader->GetStamp(2, s1));
-  ASSERT_TRUE(reader->GetCount(count));
-  EXPECT_TRUE(reader->GetStamp(2, s1));
-}
-
-TEST(PageTest, CloseCutsFilesToTheirLengths) {
-  ScopedDataDir dir;
-  auto writer = Page(dir.file("0001Log"), true);
-  writer->Write("abc\ndef");
-  writer->Flush();
-  writer->Save();
-  writer->Write("tempo\nrary");
-  writer->Restore();
-  writer->Write("\n");  // written, never flushed
+  // Closing cuts both files to what was written, flushed or not, but leaves the header as
+  // last published.
+  writer->Write("\n");
   writer.reset();
-  EXPECT_EQ(Slurp(dir.file("0001Log.TXT")), "abc\ndef\n");
+  EXPECT_EQ(Slurp(dir.file("0001Log.TXT")), "a\nbcdef\nok\n");
   const std::string rows = Slurp(dir.file("0001Log.ROW"));
-  EXPECT_EQ(rows.size(), 36u);
-  EXPECT_EQ(rows.substr(0, 12), Header(7, 28, 'f', false));
+  EXPECT_EQ(rows.size(), 44u);
+  EXPECT_EQ(rows.substr(0, 12), Header(10, 36, 'k', false));
 }
 
 TEST(PageTest, DeleteRemovesBothFiles) {
@@ -277,28 +254,11 @@ TEST(PageTest, CorruptPagesFailCleanly) {
   };
   for (const Case& c : cases) {
     ScopedDataDir dir;
-    Spill(dir.file("0001Bad.ROW"), c.rowFile);
-    Spill(dir.file("0001Bad.TXT"), c.textFile);
+    std::ofstream(dir.file("0001Bad.ROW"), std::ios::binary) << c.rowFile;
+    std::ofstream(dir.file("0001Bad.TXT"), std::ios::binary) << c.textFile;
     auto reader = Page(dir.file("0001Bad"), false);
     EXPECT_EQ(Rows(*reader), c.rows) << "case: " << c.name;
   }
-}
-
-TEST(PageTest, EmptyStacksRaiseAndNamesAreCopied) {
-  ScopedDataDir dir;
-  auto writer = Page(dir.file("0001Log"), true);
-  EXPECT_THROW(writer->CloseTag(), std::invalid_argument);
-  EXPECT_THROW(writer->PopTab(), std::invalid_argument);
-  EXPECT_THROW(writer->PopName(), std::invalid_argument);
-  EXPECT_THROW(writer->GetTopName(), std::invalid_argument);
-  char name[] = "outer";
-  EXPECT_TRUE(writer->PushName(name));
-  name[0] = 'X';
-  EXPECT_STREQ(writer->GetTopName(), "outer");
-  writer->PushName("inner");
-  EXPECT_STREQ(writer->GetTopName(), "inner");
-  writer->PopName();
-  EXPECT_STREQ(writer->GetTopName(), "outer");
 }
 
 }  // namespace

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <fstream>
+#include <iterator>
 #include <memory>
-#include <sstream>
 #include <string>
 #include <vector>
 
@@ -26,10 +26,7 @@ inline std::unique_ptr<TalMonitorBase> Page(const std::string& path, bool writer
 // The bytes of a file, or "<missing>".
 inline std::string Slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
-  if (!in) return "<missing>";
-  std::ostringstream out;
-  out << in.rdbuf();
-  return out.str();
+  return in ? std::string(std::istreambuf_iterator<char>(in), {}) : "<missing>";
 }
 
 // Every row the reader sees, as "text|length", or "<fail>" where GetRow fails.
