@@ -1,6 +1,8 @@
-// Test support for layout tests: a reader over rows held in a vector and a paint of those
-// rows on the recording device. Header-only; used by this module's tests.
+// Test support: a reader over rows held in a vector and a paint of those rows on the
+// recording device. Header-only; used by this module's tests.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <string>
 #include <utility>
@@ -30,21 +32,21 @@ class VectorReader : public IMonitorReader {
   std::vector<std::string> rows_;
 };
 
-// Paints rows into a client area of width x height (rows start at x = 5, y = 5; the row's
-// right edge is width - 5).
 struct RecordedPaint {
   TalMonRecordingDevice device;
   TalMonPaintOutput output;
 };
 
+// Paints rows into a client area of width x height: rows start at x = 5, y = 5 and end at
+// width - 5. With keepCalls false the device only counts its calls.
 inline RecordedPaint PaintRows(const std::vector<std::string>& rows, TalMonPaintInput input = {},
-                               int32_t width = 400, int32_t height = 200) {
+                               int32_t width = 400, int32_t height = 200, bool keepCalls = true) {
   RecordedPaint paint;
+  paint.device.keepCalls = keepCalls;
   VectorReader reader(rows);
   input.reader = &reader;
   input.client = {0, 0, width, height};
-  TalMonTextLayout layout;
-  layout.Draw(paint.device, input, paint.output);
+  EXPECT_TRUE(TalMonTextLayout().Draw(paint.device, input, paint.output));
   return paint;
 }
 

@@ -1,5 +1,6 @@
-// The markup interpreter on single rows: what text is drawn, in which font and where, and
-// the rectangles and colours of each decorated item, on the recording device.
+// The markup interpreter and the row loop of a paint on the recording device: what text is
+// drawn, in which font and where, the rectangles and colours of each decorated item, which
+// rows a scrolled view draws, and what the paint reports back.
 
 #include <gtest/gtest.h>
 
@@ -15,9 +16,9 @@ namespace {
 
 using talmon_test::PaintRows;
 using Op = TalMonRecordedCall;
-using F = TalMonFont;
+const TalMonColor kShadow = COLOR_BTNSHADOW, kLight = COLOR_BTNHIGHLIGHT;
 
-// "text@x/font" for each drawn run: compact enough to compare whole rows at once.
+// "text@x/font" for each drawn run: compact enough to compare whole screens at once.
 std::string Runs(const TalMonRecordingDevice& device) {
   std::string out;
   for (const TalMonRecordedCall& c : device.Of(Op::kDrawText)) {
@@ -28,239 +29,43 @@ std::string Runs(const TalMonRecordingDevice& device) {
   return out;
 }
 
-TEST(Markup, TextFontsAndNesting) {
-  struct Case {
-    const char* row;
-    const char* runs;  // text@x/font; fonts: 0 normal, 1 bold, 2 typewriter, 3 both, 4 little
-  };
-  const Case cases[] = {
-      {"plain text", "plain text@5/0"},
-      {"(bold)x", "x@5/0"},            // a tag without content
-      {"(bold(x)y)", "x@5/1 y@12/0"},  // "(" after the keyword starts the content
-      {"a) b", "a@5/0"},               // ")" at the outermost level ends the row
-      {"(bold a(little b)c)d", "a@5/1 b@12/4 c@19/1 d@26/0"},
-      {"(bold (bold a)b)", "a@5/1 b@12/0"},  // bold is cleared, not restored
-      {"(typewriter a(bold b))", "a@5/2 b@12/3"},
-      {"(little (bold x))", "x@5/4"},      // little wins over everything
-      {"(foo) x", "(@5/0 foo@12/0"},       // unknown tag: "(" as text, then plain
-      {"(tabs)x", "(@5/0 tabs@12/0"},      // keywords match byte-exactly
-      {"(bold", "(@5/0 bold@12/0"},        // no delimiter after the keyword
-      {"(raw 5 (a)b))tail", "(a)b)@5/0"},  // the raw span's ")" ends the level
-      {"(bold (raw 2 ())x)y", "()@5/1 x@19/0"},
-      {"(raw 99 ab", "ab@5/0"},  // never past the row's end
-      {"(raw)x", "x@5/0"},
-      {"(flat", "(@5/0 flat@12/0"},
-      {"(flat ", ""},
-      {"(icon info)x", "x@25/0"},            // icon: 16 + 4 px
-      {"(logo big)x", "x@49/0"},             // logo: 40 + 4 px
-      {"(true)x(false)y", "x@14/0 y@30/0"},  // 9 px squares
-      {"(pea)x", "x@5/0"},
-      {"a(right abc)", "a@5/0 abc@372/0"},  // 395 - 21 - 2: measured, then drawn there
-      {"(right (bold xy))z", "xy@379/1 z@393/0"},
-  };
-  for (const Case& c : cases) {
-    auto paint = PaintRows({c.row});
-    EXPECT_EQ(Runs(paint.device), c.runs) << "case: " << c.row;
-  }
-}
-
-TEST(Markup, Progress) {
-  // The bar spans (5, 9, 395, 19); the fill is the bar less 1 px: left 6, width 388.
-  struct Case {
-    const char* row;
-    TalMonRect fill;
-  };
-  const Case cases[] = {
-      {"(progress 30)(total 120)", {6, 10, 6 + 97, 18}},
-      {"(progress 100)(total 100)", {6, 10, 394, 18}},
-      {"(progress 150)(total 100)", {6 + 194, 10, 394, 18}},  // wraps: from the middle on
-      {"(progress 7)", {6 + 108, 10, 6 + 108 + 15, 18}},      // moving block, 7/25 along
-      {"(progress 5)(total 0)", {6 + 77, 10, 6 + 77 + 15, 18}},
-      {"(progress x)(total y)", {6, 10, 6 + 15, 18}},               // atoi: not a number is 0
-      {"(progress 2147483647)(total -1)", {6, 10, 394, 18}},        // no overflow in the products
-      {"(progress 99999999999)(total 3)", {6 + 129, 10, 394, 18}},  // clamped to 2^31 - 1
-  };
-  for (const Case& c : cases) {
-    auto paint = PaintRows({c.row + std::string("x")});
-    auto frames = paint.device.Of(Op::kFrame3d);
-    auto fills = paint.device.Of(Op::kFill);
-    ASSERT_EQ(frames.size(), 1u) << "case: " << c.row;
-    ASSERT_EQ(fills.size(), 2u) << "case: " << c.row;  // the background, then the fill
-    EXPECT_EQ(frames[0].rect, (TalMonRect{5, 9, 395, 19})) << "case: " << c.row;
-    EXPECT_EQ(frames[0].colour, COLOR_BTNSHADOW) << "case: " << c.row;
-    EXPECT_EQ(fills[1].rect, c.fill) << "case: " << c.row;
-    EXPECT_EQ(fills[1].colour, COLOR_HIGHLIGHT) << "case: " << c.row;
-    EXPECT_EQ(Runs(paint.device), "x@395/0") << "case: " << c.row;  // the bar takes the row
-  }
-}
-
-TEST(Markup, ErrorBoxIsPaintedUnderItsText) {
-  // Drawn once to find the box, which is filled, then drawn again over it; what follows keeps
-  // the red back colour.
-  auto paint = PaintRows({"(error oops)b"});
-  std::string order;
-  for (const auto& c : paint.device.calls) {
-    if (c.op == Op::kFill && c.colour == kTalMonErrorColor) {
-      order += " box";
-      EXPECT_EQ(c.rect, (TalMonRect{5, 5, 33, 21}));
-    } else if (c.op == Op::kDrawText) {
-      order += " " + c.text + "@" + std::to_string(c.origin.x);
-      EXPECT_EQ(c.backColour, kTalMonErrorColor) << c.text;
-    }
-  }
-  EXPECT_EQ(order, " oops@5 box oops@5 b@33");
-}
-
-TEST(Markup, Links) {
-  // Button (5, 6, 23, 22): 2 px, "go" (14 px), 2 px.
-  struct Case {
-    TalMonPoint mouse;
-    bool down;
-    const char* hover;
-    const char* pressed;
-    TalMonColor frameTopLeft;
-    int32_t labelX, labelY;
-  };
-  const Case cases[] = {
-      {{10, 10}, false, "http://x", "", COLOR_BTNHIGHLIGHT, 7, 6},
-      {{10, 10}, true, "http://x", "http://x", COLOR_BTNSHADOW, 8, 7},
-      {{22, 21}, true, "http://x", "http://x", COLOR_BTNSHADOW, 8, 7},
-      {{23, 10}, true, "", "", COLOR_BTNHIGHLIGHT, 7, 6},  // right edge is outside
-      {{10, 22}, true, "", "", COLOR_BTNHIGHLIGHT, 7, 6},
-  };
-  for (const Case& c : cases) {
-    TalMonPaintInput input;
-    input.mouse = c.mouse;
-    input.leftButtonDown = c.down;
-    auto paint = PaintRows({"(link http://x)go)b"}, input);
-    SCOPED_TRACE(testing::Message()
-                 << "mouse " << c.mouse.x << "," << c.mouse.y << " down " << c.down);
-    EXPECT_EQ(paint.output.hoverLink, c.hover);
-    EXPECT_EQ(paint.output.pressedLink, c.pressed);
-    auto frames = paint.device.Of(Op::kFrame3d);
-    ASSERT_EQ(frames.size(), 1u);
-    EXPECT_EQ(frames[0].rect, (TalMonRect{5, 6, 23, 22}));
-    EXPECT_EQ(frames[0].colour, c.frameTopLeft);
-    auto texts = paint.device.Of(Op::kDrawText);
-    ASSERT_EQ(texts.size(), 3u);
-    EXPECT_EQ(texts[1].origin.x, c.labelX);
-    EXPECT_EQ(texts[1].rect.top, c.labelY);
-    EXPECT_EQ(texts[1].backColour, COLOR_3DFACE);
-    // After the link: x past the button, one pixel lower, the back colour restored.
-    EXPECT_EQ(texts[2].origin.x, 23);
-    EXPECT_EQ(texts[2].rect.top, 6);
-  }
-}
-
-TEST(Markup, Decorations) {
-  const TalMonColor kShadow = COLOR_BTNSHADOW, kLight = COLOR_BTNHIGHLIGHT;
-  const TalMonColor kCaption = COLOR_ACTIVECAPTION, kGradient = COLOR_GRADIENTACTIVECAPTION;
-  struct Case {
-    const char* row;
-    Op::Op op;
-    int index;  // among the calls of op
-    TalMonRect rect;
-    TalMonColor colour;
-    TalMonColor colour2;
-  };
-  const Case cases[] = {
-      {"(title T)", Op::kGradientH, 0, {5, 5, 395, 24}, kCaption, kGradient},
-      {"(underlined u)", Op::kGradientH, 0, {5, 23, 395, 25}, kCaption, kGradient},
-      {"(field v)", Op::kFill, 1, {7, 5, 395, 22}, COLOR_WINDOW, 0},
-      {"(field v)", Op::kFrame3d, 0, {6, 5, 395, 23}, kShadow, kLight},
-      {"ab(separator)", Op::kFrame3d, 0, {14, 19, 400, 21}, kShadow, kLight},
-      {"(true)", Op::kFill, 1, {5, 9, 14, 18}, kTalMonWhite, 0},
-      {"(false)", Op::kFill, 1, {5, 9, 14, 18}, kTalMonBlack, 0},
-      {"(false)", Op::kFrame3d, 0, {5, 9, 14, 18}, kShadow, kLight},
-      {"abc(pea)", Op::kFrame3d, 0, {7, 8, 18, 19}, kShadow, kLight},
-      {"(icon warning)", Op::kImage, 0, {6, 6, 22, 22}, 0, 0},
-      {"(logo big)", Op::kImage, 0, {6, 6, 46, 46}, 0, 0},
-  };
-  for (const Case& c : cases) {
-    auto paint = PaintRows({c.row});
-    auto calls = paint.device.Of(c.op);
-    ASSERT_GT(calls.size(), static_cast<size_t>(c.index)) << "case: " << c.row;
-    EXPECT_EQ(calls[c.index].rect, c.rect) << "case: " << c.row;
-    EXPECT_EQ(calls[c.index].colour, c.colour) << "case: " << c.row;
-    EXPECT_EQ(calls[c.index].colour2, c.colour2) << "case: " << c.row;
-  }
-}
-
-TEST(Markup, TitleKeepsItsColoursForTheRestOfTheRow) {
-  // The caption colour ends with the row; the transparent mode never does, and the
-  // measuring pass already set it for the whole drawing pass, rows above the title included.
-  auto paint = PaintRows({"a", "(title T)x", "y"});
-  auto texts = paint.device.Of(Op::kDrawText);
-  ASSERT_EQ(texts.size(), 4u);
-  EXPECT_EQ(texts[1].origin.x, 9);
-  const TalMonColor colours[] = {COLOR_WINDOWTEXT, COLOR_CAPTIONTEXT, COLOR_CAPTIONTEXT,
-                                 COLOR_WINDOWTEXT};
-  for (size_t i = 0; i < texts.size(); ++i) {
-    EXPECT_EQ(texts[i].textColour, colours[i]) << texts[i].text;
-    EXPECT_EQ(texts[i].mode, TalMonBkMode::kTransparent) << texts[i].text;
-  }
-}
-
-TEST(Markup, FlatRowsJoinIntoOneBox) {
-  // Row tops: 5, 26, 47. The "(flat " row draws nothing and does not count as flat.
-  auto paint = PaintRows({"(flat a)", "(flat b)", "(flat ", "(flat c)"});
-  auto fills = paint.device.Of(Op::kFill);
-  ASSERT_EQ(fills.size(), 5u) << paint.device.Describe();
-  EXPECT_EQ(fills[1].rect, (TalMonRect{5, 5, 393, 23}));
-  EXPECT_EQ(fills[2].rect, (TalMonRect{5, 26, 393, 44}));
-  EXPECT_EQ(fills[3].rect, (TalMonRect{5, 23, 393, 44}));  // raised into the row above
-  EXPECT_EQ(fills[4].rect, (TalMonRect{5, 68, 393, 86}));
-  auto lines = paint.device.Of(Op::kLine);
-  ASSERT_EQ(lines.size(), 11u) << paint.device.Describe();
-  // First row: top, left, right, bottom; the joined row has no top line.
-  EXPECT_EQ(lines[0].rect, (TalMonRect{5, 5, 393, 5}));
-  EXPECT_EQ(lines[0].colour, COLOR_BTNSHADOW);
-  EXPECT_EQ(lines[2].rect, (TalMonRect{393, 5, 393, 24}));
-  EXPECT_EQ(lines[2].colour, COLOR_BTNHIGHLIGHT);
-  EXPECT_EQ(lines[4].rect, (TalMonRect{5, 23, 5, 44}));
-  EXPECT_EQ(lines[7].rect, (TalMonRect{5, 68, 393, 68}));  // after "(flat ": a new box
-  auto texts = paint.device.Of(Op::kDrawText);
-  ASSERT_EQ(texts.size(), 3u);
-  EXPECT_EQ(texts[0].origin.x, 13);
-  EXPECT_EQ(texts[0].backColour, COLOR_WINDOW);
-}
-
-TEST(Markup, ColumnDividers) {
-  // The flat row's 8 px inset puts column 0 at 5 + 8 + 7 + 21 = 41 in every row; dividers
-  // at x - 10 and x - 9.
-  auto paint = PaintRows({"a(column)b", "(flat a(column)b)", "a(column)b"});
-  auto lines = paint.device.Of(Op::kLine);
-  std::vector<TalMonRecordedCall> dividers;
-  for (const auto& l : lines) {
-    if (l.rect.left == 31 || l.rect.left == 32) dividers.push_back(l);
-  }
-  ASSERT_EQ(dividers.size(), 6u) << paint.device.Describe();
-  EXPECT_EQ(dividers[0].rect, (TalMonRect{31, 5, 31, 23}));
-  EXPECT_EQ(dividers[0].colour, COLOR_BTNSHADOW);
-  EXPECT_EQ(dividers[1].colour, COLOR_BTNHIGHLIGHT);
-  EXPECT_EQ(dividers[2].colour, COLOR_BTNHIGHLIGHT);  // flat row: swapped
-  EXPECT_EQ(dividers[3].colour, COLOR_BTNSHADOW);
-  EXPECT_EQ(dividers[4].rect, (TalMonRect{31, 47 - 4, 31, 65}));  // below a flat row: joined
-}
-
-TEST(Markup, TabColumnsLineUpAcrossRows) {
-  struct Case {
+TEST(Markup, TextFontsNestingAndTabs) {
+  const struct {
     std::vector<std::string> rows;
-    std::vector<int32_t> x;  // origin of each drawn run, in order
-  };
-  const Case cases[] = {
-      {{"(tab)a(tab)b", "(tab)longer(tab)b"}, {26, 89, 26, 89}},
-      {{"\ta", "\t\tb"}, {26, 47}},  // leading tabs: section indents
+    const char* runs;  // text@x/font; fonts: 0 normal, 1 bold, 2 typewriter, 3 both, 4 little
+  } cases[] = {
+      {{"plain text"}, "plain text@5/0"},
+      {{"(bold)x"}, "x@5/0"},            // a tag without content
+      {{"(bold(x)y)"}, "x@5/1 y@12/0"},  // "(" after the keyword starts the content
+      {{"a) b"}, "a@5/0"},               // ")" at the outermost level ends the row
+      {{"(bold a(little b)c)d"}, "a@5/1 b@12/4 c@19/1 d@26/0"},
+      {{"(bold (bold a)b)"}, "a@5/1 b@12/0"},  // bold is cleared, not restored
+      {{"(typewriter a(bold b))"}, "a@5/2 b@12/3"},
+      {{"(little (bold x))"}, "x@5/4"},      // little wins over everything
+      {{"(foo) x"}, "(@5/0 foo@12/0"},       // unknown tag: "(" as text, then plain
+      {{"(tabs)x"}, "(@5/0 tabs@12/0"},      // keywords match byte-exactly
+      {{"(bold"}, "(@5/0 bold@12/0"},        // no delimiter after the keyword
+      {{"(raw 5 (a)b))tail"}, "(a)b)@5/0"},  // the raw span's ")" ends the level
+      {{"(bold (raw 2 ())x)y"}, "()@5/1 x@19/0"},
+      {{"(raw 99 ab"}, "ab@5/0"},  // never past the row's end
+      {{"(raw)x"}, "x@5/0"},
+      {{"(flat "}, ""},
+      {{"(icon info)x"}, "x@25/0"},            // icon: 16 + 4 px
+      {{"(logo big)x"}, "x@49/0"},             // logo: 40 + 4 px
+      {{"(true)x(false)y"}, "x@14/0 y@30/0"},  // 9 px squares
+      {{"(pea)x"}, "x@5/0"},
+      {{"(progress 30)(total 120)x"}, "x@395/0"},  // the bar takes the row
+      {{"a(right abc)"}, "a@5/0 abc@372/0"},       // 395 - 21 - 2: measured, then drawn there
+      {{"(right (bold xy))z"}, "xy@379/1 z@393/0"},
+      // Tab stops line up across the rows of a screen; leading tabs are section indents.
+      {{"(tab)a(tab)b", "(tab)longer(tab)b"}, "a@26/0 b@89/0 longer@26/0 b@89/0"},
+      {{"\ta", "\t\tb"}, "a@26/0 b@47/0"},
       // The first stop of a named set has no gap; names ignore case; sets are separate.
-      {{"(tab n)a(tab n)b", "(tab N)xyz(tab N)b", "(tab)c"}, {5, 47, 5, 47, 26}},
-      {{"(column k)a(column k)b", "(tab K)abcd(tab K)c"}, {5, 54, 5, 54}},
+      {{"(tab n)a(tab n)b", "(tab N)xyz(tab N)b", "(tab)c"}, "a@5/0 b@47/0 xyz@5/0 b@47/0 c@26/0"},
+      {{"(column k)a(column k)b", "(tab K)abcd(tab K)c"}, "a@5/0 b@54/0 abcd@5/0 c@54/0"},
   };
-  for (const Case& c : cases) {
-    auto paint = PaintRows(c.rows);
-    std::vector<int32_t> x;
-    for (const auto& t : paint.device.Of(Op::kDrawText))
-      x.push_back(t.origin.x);
-    EXPECT_EQ(x, c.x) << "case: " << c.rows[0] << "\n" << paint.device.Describe();
+  for (const auto& c : cases) {
+    EXPECT_EQ(Runs(PaintRows(c.rows).device), c.runs) << "case: " << c.rows[0];
   }
 }
 
@@ -272,13 +77,275 @@ TEST(Markup, StopsBeyondTheTableAreIgnored) {
     std::string name = "s" + std::to_string(i);
     rows.push_back("(tab " + name + ")a(tab " + name + ")x");
   }
-  auto paint = PaintRows(rows, {}, 1000, 1000);
-  auto texts = paint.device.Of(Op::kDrawText);
+  auto texts = PaintRows(rows, {}, 1000, 1000).device.Of(Op::kDrawText);
   ASSERT_EQ(texts.size(), 33u);
   EXPECT_EQ(texts[0].origin.x, 5 + 16 * 21);
   EXPECT_EQ(texts[2].origin.x, 33);   // "x" of the first named set: its second column
   EXPECT_EQ(texts[30].origin.x, 33);  // the 15th named set
   EXPECT_EQ(texts[32].origin.x, 12);  // the 16th: its tabs do nothing
+}
+
+// Every call of one kind: "left,top,right,bottom colour"; frames and gradients add
+// "/colour2", text gives its text and back colours, images their name.
+std::string Calls(const TalMonRecordingDevice& device, Op::Op op) {
+  const std::pair<TalMonColor, const char*> names[] = {{COLOR_ACTIVECAPTION, "caption"},
+                                                       {COLOR_WINDOW, "window"},
+                                                       {COLOR_WINDOWTEXT, "text"},
+                                                       {COLOR_CAPTIONTEXT, "captext"},
+                                                       {COLOR_HIGHLIGHT, "highlight"},
+                                                       {COLOR_3DFACE, "face"},
+                                                       {COLOR_BTNSHADOW, "shadow"},
+                                                       {COLOR_BTNHIGHLIGHT, "light"},
+                                                       {COLOR_GRADIENTACTIVECAPTION, "gradient"},
+                                                       {kTalMonErrorColor, "red"},
+                                                       {kTalMonWhite, "white"},
+                                                       {kTalMonBlack, "black"}};
+  auto name = [&](TalMonColor colour) -> std::string {
+    for (const auto& n : names)
+      if (n.first == colour) return n.second;
+    return std::to_string(colour);
+  };
+  std::string out;
+  const std::vector<TalMonRecordedCall> calls = device.Of(op);
+  // Fills leave out the first, the background.
+  for (size_t i = op == Op::kFill ? 1 : 0; i < calls.size(); ++i) {
+    const TalMonRecordedCall& c = calls[i];
+    const TalMonRect& r = c.rect;
+    if (!out.empty()) out += " | ";
+    out += std::to_string(r.left) + "," + std::to_string(r.top) + "," + std::to_string(r.right) +
+           "," + std::to_string(r.bottom) + " ";
+    if (op == Op::kImage) {
+      out += c.text;
+    } else if (op == Op::kDrawText) {
+      out += name(c.textColour) + "/" + name(c.backColour);
+    } else {
+      out += name(c.colour);
+      if (op == Op::kFrame3d || op == Op::kGradientH || op == Op::kGradientV)
+        out += "/" + name(c.colour2);
+    }
+  }
+  return out;
+}
+
+// The exact geometry and colours of each decorated item.
+TEST(Markup, Decorations) {
+  const std::vector<std::string> flat = {"(flat a)", "(flat b)", "(flat ", "(flat c)"};
+  const struct {
+    std::vector<std::string> rows;
+    Op::Op op;
+    const char* calls;
+  } cases[] = {
+      {{"(title T)"}, Op::kGradientH, "5,5,395,24 caption/gradient"},
+      {{"(underlined u)"}, Op::kGradientH, "5,23,395,25 caption/gradient"},
+      {{"(field v)"}, Op::kFill, "7,5,395,22 window"},
+      {{"(field v)"}, Op::kFrame3d, "6,5,395,23 shadow/light"},
+      {{"ab(separator)"}, Op::kFrame3d, "14,19,400,21 shadow/light"},
+      {{"(true)"}, Op::kFill, "5,9,14,18 white"},
+      {{"(false)"}, Op::kFill, "5,9,14,18 black"},
+      {{"(false)"}, Op::kFrame3d, "5,9,14,18 shadow/light"},
+      {{"abc(pea)"}, Op::kFrame3d, "7,8,18,19 shadow/light"},
+      {{"(icon warning)"}, Op::kImage, "6,6,22,22 warning"},
+      {{"(logo big)"}, Op::kImage, "6,6,46,46 big"},
+      // Progress: the bar spans (5, 9, 395, 19); the fill is the bar less 1 px, 388 px wide.
+      {{"(progress 30)(total 120)"}, Op::kFrame3d, "5,9,395,19 shadow/light"},
+      {{"(progress 30)(total 120)"}, Op::kFill, "6,10,103,18 highlight"},
+      {{"(progress 100)(total 100)"}, Op::kFill, "6,10,394,18 highlight"},
+      // Past the total it wraps: from the middle on.
+      {{"(progress 150)(total 100)"}, Op::kFill, "200,10,394,18 highlight"},
+      // No total: a 15 px block moving along, 7/25 of the way.
+      {{"(progress 7)"}, Op::kFill, "114,10,129,18 highlight"},
+      {{"(progress 5)(total 0)"}, Op::kFill, "83,10,98,18 highlight"},
+      // Not a number is 0; the products cannot overflow; big values are clamped to 2^31 - 1.
+      {{"(progress x)(total y)"}, Op::kFill, "6,10,21,18 highlight"},
+      {{"(progress 2147483647)(total -1)"}, Op::kFill, "6,10,394,18 highlight"},
+      {{"(progress 99999999999)(total 3)"}, Op::kFill, "135,10,394,18 highlight"},
+      // The error box is filled between the measuring and the drawing of its text.
+      {{"(error oops)b"}, Op::kFill, "5,5,33,21 red"},
+      {{"(error oops)b"},
+       Op::kDrawText,
+       "5,5,395,26 text/red | 5,5,395,26 text/red | 33,5,395,26 text/red"},
+      // Row tops: 5, 26, 47. Joined flat rows: the lower box is raised into the row above and
+      // has no top line. The "(flat " row draws nothing and does not count as flat.
+      {flat, Op::kFill,
+       "5,5,393,23 window | 5,26,393,44 window | 5,23,393,44 window | 5,68,393,86 window"},
+      {flat, Op::kLine,
+       "5,5,393,5 shadow | 5,5,5,23 shadow | 393,5,393,24 light | 5,23,393,23 light | 5,23,5,44 "
+       "shadow | 393,23,393,45 light | 5,44,393,44 light | 5,68,393,68 shadow | 5,68,5,86 shadow | "
+       "393,68,393,87 light | 5,86,393,86 light"},
+      {flat, Op::kDrawText,
+       "13,5,395,26 text/window | 13,26,395,47 text/window | 13,68,395,89 text/window"},
+      // The flat row's 8 px inset puts column 0 at 5 + 8 + 7 + 21 = 41 in every row; dividers
+      // at x - 10 and x - 9, their colours swapped in a flat row.
+      {{"a(column)b", "(flat a(column)b)", "a(column)b"},
+       Op::kLine,
+       "31,5,31,23 shadow | 32,5,32,23 light | 5,26,393,26 shadow | 5,26,5,44 shadow | "
+       "393,26,393,45 light | 5,44,393,44 light | 31,26,31,44 light | 32,26,32,44 shadow | "
+       "31,43,31,65 shadow | 32,43,32,65 light"},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(Calls(PaintRows(c.rows).device, c.op), c.calls) << "case: " << c.rows[0];
+  }
+}
+
+TEST(Markup, ErrorBoxIsPaintedUnderItsText) {
+  // The text is drawn once to find the box, which is filled, then drawn again over it.
+  std::string order;
+  for (const auto& c : PaintRows({"(error oops)b"}).device.calls) {
+    if (c.op == Op::kFill && c.colour == kTalMonErrorColor) order += " box";
+    if (c.op == Op::kDrawText) order += " " + c.text + "@" + std::to_string(c.origin.x);
+  }
+  EXPECT_EQ(order, " oops@5 box oops@5 b@33");
+}
+
+TEST(Markup, Links) {
+  // Button (5, 6, 23, 22): 2 px, "go" (14 px), 2 px. Pressed, it looks sunken and its label
+  // moves 1 px right and down.
+  const struct {
+    TalMonPoint mouse;
+    bool down, over;
+  } cases[] = {
+      {{10, 10}, false, true}, {{10, 10}, true, true},
+      {{22, 21}, true, true},  {{23, 10}, true, false},  // the right and bottom edges are outside
+      {{10, 22}, true, false},
+  };
+  for (const auto& c : cases) {
+    TalMonPaintInput input;
+    input.mouse = c.mouse;
+    input.leftButtonDown = c.down;
+    auto paint = PaintRows({"(link http://x)go)b"}, input);
+    SCOPED_TRACE(testing::Message()
+                 << "mouse " << c.mouse.x << "," << c.mouse.y << " down " << c.down);
+    const bool pressed = c.over && c.down;
+    EXPECT_EQ(paint.output.hoverLink, c.over ? "http://x" : "");
+    EXPECT_EQ(paint.output.pressedLink, pressed ? "http://x" : "");
+    auto frames = paint.device.Of(Op::kFrame3d);
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(frames[0].rect, (TalMonRect{5, 6, 23, 22}));
+    EXPECT_EQ(frames[0].colour, pressed ? kShadow : kLight);
+    auto texts = paint.device.Of(Op::kDrawText);
+    ASSERT_EQ(texts.size(), 3u);
+    EXPECT_EQ(texts[1].origin.x, pressed ? 8 : 7);
+    EXPECT_EQ(texts[1].rect.top, pressed ? 7 : 6);
+    EXPECT_EQ(texts[1].backColour, COLOR_3DFACE);
+    // After the link: x past the button, one pixel lower.
+    EXPECT_EQ(texts[2].origin.x, 23);
+    EXPECT_EQ(texts[2].rect.top, 6);
+  }
+}
+
+TEST(Markup, TitleKeepsItsColoursForTheRestOfTheRow) {
+  // The caption colour ends with the row; the transparent mode never does, and the
+  // measuring pass already set it for the whole drawing pass, rows above the title included.
+  auto texts = PaintRows({"a", "(title T)x", "y"}).device.Of(Op::kDrawText);
+  ASSERT_EQ(texts.size(), 4u);
+  EXPECT_EQ(texts[1].origin.x, 9);
+  const TalMonColor colours[] = {COLOR_WINDOWTEXT, COLOR_CAPTIONTEXT, COLOR_CAPTIONTEXT,
+                                 COLOR_WINDOWTEXT};
+  for (size_t i = 0; i < texts.size(); ++i) {
+    EXPECT_EQ(texts[i].textColour, colours[i]) << texts[i].text;
+    EXPECT_EQ(texts[i].mode, TalMonBkMode::kTransparent) << texts[i].text;
+  }
+}
+
+TEST(Paint, ScrolledRowsAndTheEndOfTheView) {
+  const struct {
+    const char* name;
+    int32_t height, range, page, pos;
+    const char* tops;  // each row of the drawing pass at its top
+  } cases[] = {
+      // 100 px inside the margins: 100 mod 21 = 16 > 11, so the rows move up by 5 px and the
+      // last row's bottom meets the bottom margin.
+      {"at the end", 110, 10, 5, 5, "r4@-21 r5@0 r6@21 r7@42 r8@63 r9@84"},
+      {"not at the end", 110, 10, 5, 2, "r1@-16 r2@5 r3@26 r4@47 r5@68 r6@89 r7@110"},
+      // 95 px: 95 mod 21 = 11, not above 11: moved down by 11 px instead.
+      {"small remainder", 105, 9, 4, 5, "r4@-5 r5@16 r6@37 r7@58 r8@79"},
+      {"at the top", 110, 10, 5, 0, "r0@5 r1@26 r2@47 r3@68 r4@89 r5@110"},
+      {"everything fits", 110, 3, 5, 0, "r0@5 r1@26 r2@47"},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    TalMonScrollBar bar;
+    bar.SetRange(c.range, c.page);
+    bar.SetPos(c.pos);
+    TalMonPaintInput input;
+    input.vertical = &bar;
+    std::vector<std::string> rows;
+    for (int i = 0; i < c.range; ++i)
+      rows.push_back("r" + std::to_string(i));
+    std::string tops;
+    for (const auto& t : PaintRows(rows, input, 200, c.height).device.Of(Op::kDrawText)) {
+      tops += (tops.empty() ? "" : " ") + t.text + "@" + std::to_string(t.rect.top);
+      // The bar's width comes off the right edge while the content does not fit.
+      EXPECT_EQ(t.rect.right, c.page < c.range ? 200 - 16 - 5 : 195);
+    }
+    EXPECT_EQ(tops, c.tops);
+    EXPECT_EQ(bar.GetPos(), c.pos);  // painting never scrolls
+  }
+}
+
+TEST(Paint, FrameOpensWhereTheContentGoesOn) {
+  const std::vector<std::string> ten(10, "r");
+  const std::string wide(40, 'w');
+  const struct {
+    const char* name;
+    std::vector<std::string> rows;
+    int32_t hpos, vpos;  // -1: no bar
+    TalMonRect frame;
+  } cases[] = {
+      {"all visible", {"r0", "r1"}, -1, -1, {0, 0, 200, 110}},
+      {"more rows below", ten, -1, -1, {0, 0, 200, 111}},
+      {"wider content", {wide}, -1, -1, {0, 0, 201, 110}},
+      {"scrolled both ways", ten, 5, 1, {-1, -1, 185, 111}},
+      {"scrolled to the right end", {wide}, 85, -1, {-1, 0, 200, 110}},
+  };
+  for (const auto& c : cases) {
+    SCOPED_TRACE(c.name);
+    TalMonScrollBar horizontal, vertical;
+    horizontal.SetRange(1000, 200);
+    horizontal.SetPos(c.hpos);
+    vertical.SetRange(10, 5);
+    vertical.SetPos(c.vpos);
+    TalMonPaintInput input;
+    input.border = true;
+    if (c.hpos >= 0) input.horizontal = &horizontal;
+    if (c.vpos >= 0) input.vertical = &vertical;
+    auto paint = PaintRows(c.rows, input, 200, 110);
+    auto frames = paint.device.Of(Op::kFrame3d);
+    ASSERT_EQ(frames.size(), 1u);
+    EXPECT_EQ(frames[0].rect, c.frame);
+    EXPECT_EQ(frames[0].colour, kLight);
+    EXPECT_EQ(frames[0].colour2, kShadow);
+    EXPECT_EQ(paint.output.contentHeight, 21 * static_cast<int32_t>(c.rows.size()));
+  }
+}
+
+TEST(Paint, BackgroundAndReportedWidth) {
+  // Without a reader only the background is painted.
+  TalMonRecordingDevice device;
+  TalMonPaintInput input;
+  input.client = {0, 0, 200, 110};
+  TalMonPaintOutput output;
+  EXPECT_TRUE(TalMonTextLayout().Draw(device, input, output));
+  auto fills = device.Of(Op::kFill);
+  ASSERT_EQ(fills.size(), 1u);
+  EXPECT_EQ(fills[0].rect, (TalMonRect{0, 0, 200, 110}));
+  EXPECT_EQ(fills[0].colour, COLOR_3DFACE);
+  EXPECT_EQ(Calls(device, Op::kGradientV), "");
+  EXPECT_EQ(output.contentWidth, 0);
+  // Background mode 1: a gradient, and text drawn transparent; here scrolled 30 px right.
+  input.backgroundMode = 1;
+  TalMonScrollBar horizontal;
+  horizontal.SetRange(1000, 200);
+  horizontal.SetPos(30);
+  input.horizontal = &horizontal;
+  auto paint = PaintRows({"abc", "(field x)"}, input, 200, 110);
+  EXPECT_EQ(Calls(paint.device, Op::kGradientV), "0,0,200,110 light/face");
+  auto texts = paint.device.Of(Op::kDrawText);
+  ASSERT_EQ(texts.size(), 2u);
+  EXPECT_EQ(texts[0].mode, TalMonBkMode::kTransparent);
+  EXPECT_EQ(texts[0].origin.x, 5 - 30);
+  // The widest row reached the row's right edge (the field box takes the row).
+  EXPECT_EQ(paint.output.contentWidth, 195);
 }
 
 // A control byte that is not part of a well-formed SGR "\e[...m" or OSC 8 "\e]8;;TARGET\e\\"
@@ -319,8 +386,7 @@ TEST(Markup, SurvivesArbitraryInput) {
   std::vector<std::string> rows;
   for (int i = 0; i < 400; ++i) {
     std::string row;
-    int n = static_cast<int>(random() % 40);
-    for (int k = 0; k < n; ++k) {
+    for (int k = static_cast<int>(random() % 40); k > 0; --k) {
       if (random() % 4 == 0) {
         row += static_cast<char>(1 + random() % 255);
       } else {
@@ -336,28 +402,24 @@ TEST(Markup, SurvivesArbitraryInput) {
   rows.push_back(deep);
   rows.push_back(std::string(20000, '('));
   for (size_t i = 0; i < rows.size(); i += 20) {
-    const size_t end = std::min(rows.size(), i + 20);
-    talmon_test::VectorReader reader({rows.begin() + i, rows.begin() + end});
+    const std::vector<std::string> screen(rows.begin() + i,
+                                          rows.begin() + std::min(rows.size(), i + 20));
     uint64_t bytes = 0;
-    for (size_t k = i; k < end; ++k)
-      bytes += rows[k].size();
-    TalMonRecordingDevice device;
-    device.keepCalls = false;
+    for (const std::string& row : screen)
+      bytes += row.size();
     TalMonPaintInput input;
-    input.reader = &reader;
-    input.client = {0, 0, 600, 500};
     input.mouse = {50, 50};
     input.leftButtonDown = true;
-    TalMonTextLayout layout;
-    TalMonPaintOutput output;
-    EXPECT_TRUE(layout.Draw(device, input, output));
-    EXPECT_LT(device.count, 2 * 3 * (20 * 4096 + 64 * bytes)) << "screen from row " << i;
+    auto paint = PaintRows(screen, input, 600, 500, false);
+    EXPECT_LT(paint.device.count, 2 * 3 * (20 * 4096 + 64 * bytes)) << "screen from row " << i;
+    talmon_test::VectorReader reader(screen);
     TalMonTerminalOptions options;
     options.columns = 40;
     for (bool colour : {true, false}) {
       options.colour = colour;
       std::vector<std::string> lines;
-      EXPECT_TRUE(TalMonRenderTerminal(reader, 0, static_cast<uint32_t>(end - i), options, lines));
+      EXPECT_TRUE(
+          TalMonRenderTerminal(reader, 0, static_cast<uint32_t>(screen.size()), options, lines));
       for (const std::string& line : lines) {
         EXPECT_FALSE(HasStrayControl(line) || (!colour && line.find('\x1b') != std::string::npos))
             << "screen from row " << i << ": " << line;

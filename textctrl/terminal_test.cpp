@@ -34,12 +34,11 @@ std::vector<std::string> Render(const std::vector<std::string>& rows, bool colou
 
 TEST(Terminal, EachKindOfRow) {
   const std::string block = "\u2588", track = "\u2591";
-  struct Case {
+  const struct {
     std::string row;
     std::string plain;
     std::string coloured;
-  };
-  const Case cases[] = {
+  } cases[] = {
       {"(bold Total:) 42", "Total: 42", "\x1b[0;1mTotal:\x1b[0m 42"},
       {"(title Build)", " Build", "\x1b[0;7;34m Build" + std::string(34, ' ') + "\x1b[0m"},
       {"(error failed)", "failed", "\x1b[0;97;41mfailed\x1b[0m"},
@@ -72,7 +71,7 @@ TEST(Terminal, EachKindOfRow) {
        "a?[31mb??c??\xc3\xa9", "a?[31mb??c??\xc3\xa9"},
       {"(raw 3 a\tb)", "a b", "a b"},
   };
-  for (const Case& c : cases) {
+  for (const auto& c : cases) {
     EXPECT_EQ(Render({c.row}, false), std::vector<std::string>{c.plain}) << "case: " << c.row;
     EXPECT_EQ(Render({c.row}, true), std::vector<std::string>{c.coloured}) << "case: " << c.row;
   }
