@@ -1,6 +1,5 @@
 // Trace statements through a real page writer, read back from the page's files: what a viewer
-// finally gets, with the writer's restatement of open tags at every row start.
-
+// finally gets of block statements.
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -14,65 +13,31 @@
 
 namespace {
 
-class TracePageTest : public ::testing::Test {
- protected:
-  void SetUp() override {
-    page_->SetPageName(path_.c_str());
-    page_->SetWriter(true);
-    page_->SetDeleteOnClose(false);
-    ASSERT_TRUE(page_->Open());
-  }
-  // Closes the writer (its files are cut to their lengths) and returns the text file.
-  std::string CloseAndReadText() {
-    page_.reset();
-    std::ifstream in(path_, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in), {});
-  }
-  IMonitorWriter& w() { return *page_; }
+// Each block statement gets rows of its own and is flushed before its closing row end, so a
+// reader sees every row up to the last one.
+TEST(TracePage, BlockStatementsGetRowsOfTheirOwnAndArePublished) {
+  talmon_test::ScopedDataDir dir;
+  const std::string path = dir.file("0001Trace.TXT");
+  auto page = std::make_unique<TalMonitorBase>();
+  page->SetPageName(path.c_str());
+  page->SetWriter(true);
+  page->SetDeleteOnClose(false);
+  ASSERT_TRUE(page->Open());
+  trace(*page, block, bold) << "Total: " << 42;  // the first row: its leading "\n" is dropped
+  trace(*page) << "mid";
+  trace(*page, block) << "a(b)\r\n";  // already at a row start: no empty row follows
+  trace(*page, block) << "last";
 
-  talmon_test::ScopedDataDir dir_;
-  const std::string path_ = dir_.file("0001Trace.TXT");
-  std::unique_ptr<TalMonitorBase> page_ = std::make_unique<TalMonitorBase>();
-};
-
-TEST_F(TracePageTest, SectionsIndentEveryRowStartedInside) {
-  {
-    trace outer(w(), section);
-    trace(w()) << "one\r\n";
-    trace(w(), section) << "two\r\nthree\r\n";
-    trace(w()) << "four\r\n";
-  }
-  trace(w()) << "five";
-  EXPECT_EQ(CloseAndReadText(), "\tone\n\t\ttwo\n\t\tthree\n\tfour\nfive");
-}
-
-// A style's ")" lands where the trace ends it: after a row end, it opens the next row behind
-// that row's restated tags (and a viewer ends the row there).
-TEST_F(TracePageTest, StyleOpenAcrossRowEndIsRestatedOnTheNextRow) {
-  trace(w(), bold) << "first" << line << "second";
-  trace(w()) << line;
-  {
-    trace outer(w(), title);
-    trace(w(), bold) << "x" << line;
-  }
-  EXPECT_EQ(CloseAndReadText(), "(bold first\n(bold second)\n(title (bold x\n(title ))");
-}
-
-TEST_F(TracePageTest, BlockStatementsGetRowsOfTheirOwnAndArePublished) {
-  trace(w(), block, bold) << "Total: " << 42;  // the first row: its leading "\n" is dropped
-  trace(w()) << "mid";
-  trace(w(), block) << "a(b)\r\n";  // already at a row start: no empty row follows
-  trace(w(), block) << "last";
-
-  // Each block flushed before its closing row end: a reader sees the rows up to "last".
   TalMonitorBase reader;
-  reader.SetPageName(path_.c_str());
+  reader.SetPageName(path.c_str());
   ASSERT_TRUE(reader.Open());
   uint32_t count = 0;
   ASSERT_TRUE(reader.GetCount(count));
   EXPECT_EQ(count, 4u);
-
-  EXPECT_EQ(CloseAndReadText(), "(bold Total: 42)\nmid\n(raw 4 a(b))\nlast\n");
+  page.reset();  // the writer cuts its files to their lengths
+  std::ifstream in(path, std::ios::binary);
+  EXPECT_EQ(std::string(std::istreambuf_iterator<char>(in), {}),
+            "(bold Total: 42)\nmid\n(raw 4 a(b))\nlast\n");
 }
 
 }  // namespace

@@ -1,0 +1,527 @@
+// Tests of the session module within one process: numbering and clean-up of the data
+// directory, page listing, activity markers, the C interface and the multi-page readers.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <fstream>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "core/file.h"
+#include "session/activity.h"
+#include "session/event_pump.h"
+#include "session/session_store.h"
+#include "talmon/readers.h"
+#include "talmon/session.h"
+#include "tests/support/temp_dir.h"
+
+namespace {
+
+using talmon_test::ScopedDataDir;
+using Strings = std::vector<std::string>;
+
+void MakeFile(const std::string& path, const std::string& content = "") {
+  std::ofstream(path, std::ios::binary) << content;
+}
+
+bool Exists(const std::string& path) {
+  return Korin_FileExists(path.c_str());
+}
+
+// Makes each entry in dir: "name=content" a file, "name+content" a file held open the way a
+// live producer holds its pages, "name/" a directory. Returns the handles to close.
+std::vector<KorinHandle> Populate(const ScopedDataDir& dir, const Strings& entries) {
+  std::vector<KorinHandle> held;
+  for (const std::string& e : entries) {
+    const size_t at = e.find_first_of("=+/");
+    const std::string path = dir.file(e.substr(0, at)), content = e.substr(at + 1);
+    if (e[at] == '/') {
+      mkdir(path.c_str(), 0700);
+    } else if (e[at] == '=') {
+      MakeFile(path, content);
+    } else {
+      held.push_back(Korin_CreateFile(path.c_str(), kGenericWrite, kFileShareRead, nullptr,
+                                      kCreateAlways, kFileAttributeNormal, nullptr));
+      uint32_t done = 0;
+      Korin_WriteFileAt(held.back(), 0, content.data(), content.size(), &done);
+    }
+  }
+  return held;
+}
+
+// Every row a reader answers, until its GetRow refuses.
+Strings Rows(IMonitorReader& reader) {
+  Strings rows;
+  const char* text = nullptr;
+  uint32_t length = 0;
+  while (reader.GetRow(static_cast<uint32_t>(rows.size()), text, length))
+    rows.emplace_back(text);
+  return rows;
+}
+
+uint32_t Count(IMonitorReader& reader) {
+  uint32_t count = 99;
+  EXPECT_TRUE(reader.GetCount(count));
+  return count;
+}
+
+IMonitorWriter* OpenWriter(unsigned int session, const char* page, bool temporary = false) {
+  IMonitorWriter* writer = nullptr;
+  EXPECT_TRUE(TalOpenMonitorWriter(session, page, temporary, &writer)) << page;
+  return writer;
+}
+
+// ---- Numbering, clean-up and page listing ---------------------------------------------
+
+TEST(SessionNumbering, ScanCleanUpAndRescan) {
+  const struct {
+    const char* label;
+    Strings entries;
+    unsigned int last, next;
+    Strings survivors;  // sorted listing after the new session
+  } cases[] = {
+      {"empty directory", {}, 0, 1, {}},
+      {"all removed: restart", {"0003A.TXT=abc", "0007B.TXT=xyz"}, 7, 1, {}},
+      {"held page kept", {"0003A.TXT=abc", "0007B.TXT+xyz"}, 7, 8, {"0007B.TXT"}},
+      {"no number", {"abc.TXT=1", "0000x.TXT=2", "0002A.TXT=3"}, 2, 1, {"0000x.TXT", "abc.TXT"}},
+      {"five digits count as four", {"12345.TXT="}, 1234, 1235, {"12345.TXT"}},
+      {"empty files freed nothing", {"0002A.TXT=", "0004B.TXT+data"}, 4, 5, {"0004B.TXT"}},
+      {"directories ignored", {"0009dir/", "0002A.TXT=x"}, 2, 1, {"0009dir"}},
+      {"only empty files: no clean-up", {"0002A.TXT="}, 2, 3, {"0002A.TXT"}},
+      {"stops once sizes are freed", {"0001A.TXT=abc", "0002B.TXT="}, 2, 3, {"0002B.TXT"}},
+  };
+  for (const auto& c : cases) {
+    ScopedDataDir dir;
+    const std::vector<KorinHandle> held = Populate(dir, c.entries);
+    unsigned int session = 99;
+    ASSERT_TRUE(TalMonitorGetLastSession(&session)) << c.label;
+    EXPECT_EQ(session, c.last) << c.label;
+    char prefix[kTalMonMaxPath], digits[8];
+    std::snprintf(digits, sizeof digits, "%04u", c.last);
+    ASSERT_TRUE(TalMonitorDefineSession(0, prefix)) << c.label;
+    EXPECT_EQ(prefix, dir.path() + digits) << c.label;
+    ASSERT_TRUE(TalMonitorDefineNewSession(&session)) << c.label;
+    EXPECT_EQ(session, c.next) << c.label;
+    EXPECT_EQ(dir.list(), c.survivors) << c.label;
+    for (KorinHandle h : held)
+      Korin_CloseHandle(h);
+  }
+}
+
+TEST(SelectPage, ListsByPatternInCaseInsensitiveOrderAndIgnoresLateSettings) {
+  ScopedDataDir dir;
+  for (const char* f :
+       {"0003Zeta.TXT", "0003alpha.TXT", "0003Beta.TXT", "0003Play.TXT", "0003Page10.TXT",
+        "0003Page2.TXT", "0003page3.txt", "0003Beta.ROW", "0004Other.TXT", "0030Far.TXT"}) {
+    MakeFile(dir.file(f));
+  }
+  const struct {
+    const char* pattern;
+    Strings names;
+  } cases[] = {
+      {"*", {"alpha", "Beta", "Page10", "Page2", "page3", "Play", "Zeta"}},
+      {"Page*", {"Page10", "Page2", "page3"}},
+      {"p?ge*", {"Page10", "Page2", "page3"}},
+      {"Nothing*", {}},
+  };
+  Korin::String name;
+  for (const auto& c : cases) {
+    TalMonitorSelectPage select;
+    select.SetSession(3);
+    select.SetPattern(c.pattern);
+    Strings names;
+    while (select.Read(name))
+      names.emplace_back(name.c_str());
+    EXPECT_EQ(names, c.names) << "pattern: " << c.pattern;
+  }
+  // The list is made at the first Read: later settings change nothing.
+  TalMonitorSelectPage select;
+  EXPECT_FALSE(select.Read(name));  // session 0 by default: prefix 0000, not the last session
+  select.SetSession(3);
+  EXPECT_FALSE(select.Read(name));
+  TalMonitorSelectPage started;
+  started.SetSession(3);
+  ASSERT_TRUE(started.Read(name));
+  started.SetSession(4);
+  started.SetPattern("Z*");
+  ASSERT_TRUE(started.Read(name));
+  EXPECT_STREQ(name, "Beta");
+}
+
+// Records the gap of every pass (the distance of its first comparison).
+struct GapRecorder : talmon::ISortable {
+  explicit GapRecorder(int n) : count(n) {}
+  int count;
+  std::vector<int> gaps;
+  int GetCount() override { return count; }
+  bool Compare(int i, int j, bool& after) override {
+    if (i == 0) gaps.push_back(j);
+    after = false;
+    return true;
+  }
+  bool Swap(int, int) override { return true; }
+};
+
+TEST(CombSort, GapsShrinkByTenThirteenthsAndSkipNineAndTen) {
+  const struct {
+    int count;
+    std::vector<int> gaps;
+  } cases[] = {
+      {14, {11, 8, 6, 4, 3, 2, 1}},  // 14 => 10 becomes 11
+      {12, {11, 8, 6, 4, 3, 2, 1}},  // 12 => 9 becomes 11 (compares once: 0 and 11)
+      {2, {1}},
+      {1, {}},
+  };
+  for (const auto& c : cases) {
+    GapRecorder recorder(c.count);
+    EXPECT_TRUE(talmon::CombSort(recorder)) << "count: " << c.count;
+    EXPECT_EQ(recorder.gaps, c.gaps) << "count: " << c.count;
+  }
+}
+
+// ---- Activity -------------------------------------------------------------------------
+
+unsigned int Activity(unsigned int session) {
+  unsigned int activity = 99;
+  EXPECT_TRUE(TalMonitorGetActivity(session, &activity));
+  return activity;
+}
+
+// Which markers of session 1 exist: "PAS" for Play, Pause and Stop, "-" where one is missing.
+std::string Markers(const ScopedDataDir& dir) {
+  return std::string(Exists(dir.file("0001Play.TXT")) ? "P" : "-") +
+         (Exists(dir.file("0001Pause.TXT")) ? "A" : "-") +
+         (Exists(dir.file("0001Stop.TXT")) ? "S" : "-");
+}
+
+TEST(Activity, TransitionsOfALiveSession) {
+  ScopedDataDir dir;
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  ASSERT_EQ(session, 1u);
+  EXPECT_EQ(Activity(session), 1u);
+  EXPECT_TRUE(TalMonitorDoEvents(session));
+  const struct {
+    int request;
+    bool result;
+    unsigned int activity;
+    const char* markers;
+  } steps[] = {
+      {1, true, 1, "P--"},                       // resuming a playing session changes nothing
+      {2, true, 2, "-A-"}, {2, true, 2, "-A-"},  // pausing twice
+      {7, true, 2, "-A-"},                       // unknown request
+      {1, true, 1, "P--"}, {0, true, 0, "--S"}, {2, false, 0, "--S"},  // nothing left to pause
+      {1, true, 0, "--S"},
+  };
+  for (const auto& s : steps) {
+    EXPECT_EQ(TalMonitorSetActivity(session, s.request), s.result) << "request " << s.request;
+    EXPECT_EQ(Activity(session), s.activity) << "request " << s.request;
+    EXPECT_EQ(Markers(dir), s.markers) << "request " << s.request;
+  }
+  EXPECT_FALSE(TalMonitorDoEvents(session));
+  // The stop marker is still this process's: a new session does not remove it.
+  unsigned int next = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&next));
+  EXPECT_EQ(next, 2u);
+  EXPECT_TRUE(Exists(dir.file("0001Stop.TXT")));
+  EXPECT_TRUE(TalCloseMonitorSession(next));
+  EXPECT_FALSE(Exists(dir.file("0002Play.TXT")));
+}
+
+TEST(Activity, MarkersMadeByHandThenPausedThenClosed) {
+  const struct {
+    const char* label;
+    Strings files;
+    unsigned int activity;
+    bool pauseResult;
+    const char* paused;  // the markers after the pause request
+  } cases[] = {
+      {"none", {}, 0, false, "---"},
+      {"play", {"0001Play.TXT="}, 1, true, "-A-"},
+      {"pause", {"0001Pause.TXT="}, 2, true, "-A-"},
+      {"play and pause", {"0001Play.TXT=", "0001Pause.TXT="}, 1, true, "PA-"},
+      {"stop", {"0001Stop.TXT="}, 0, false, "--S"},
+      {"left by an ended producer", {"0001Play.TXT=4242"}, 0, false, "P--"},
+  };
+  for (const auto& c : cases) {
+    ScopedDataDir dir;
+    Populate(dir, c.files);
+    EXPECT_EQ(Activity(1), c.activity) << c.label;
+    EXPECT_EQ(TalMonitorSetActivity(1, 2), c.pauseResult) << c.label;
+    EXPECT_EQ(Markers(dir), c.paused) << c.label;
+    // Closing removes play and pause, never stop; a session never created closes too.
+    EXPECT_TRUE(TalCloseMonitorSession(1)) << c.label;
+    EXPECT_EQ(Markers(dir), std::string("--") + c.paused[2]) << c.label;
+  }
+}
+
+TEST(Activity, MarkerMadeInClosedModeReplacesAnEndedProducersMarker) {
+  ScopedDataDir dir;
+  const std::string play = dir.file("0001Play.TXT");
+  MakeFile(play, "4242");
+  ASSERT_TRUE(talmon::CreateMarkerFile(play.c_str(), false));
+  EXPECT_FALSE(Korin_IsHeld(play.c_str()));
+  EXPECT_EQ(Activity(1), 1u);
+}
+
+// A pump that counts its calls and meets a quit request at the given call (0: never).
+int g_pumped = 0;
+int g_idled = 0;
+int g_quitAt = 0;
+bool CountingPump() {
+  return ++g_pumped != g_quitAt;
+}
+void CountingIdle() {
+  ++g_idled;
+}
+
+TEST(Activity, RegisteredPumpRunsEachRoundAndItsQuitStops) {
+  ScopedDataDir dir;
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  const TalMonEventPump pump = {CountingPump, CountingIdle};
+  TalMonRegisterEventPump(&pump);
+  EXPECT_TRUE(TalMonitorDoEvents(session));
+  EXPECT_EQ(g_pumped, 1);
+  EXPECT_EQ(g_idled, 2);
+
+  g_quitAt = 2;  // a quit while playing stops, but is no stop of the session
+  EXPECT_FALSE(TalMonitorDoEvents(session));
+  EXPECT_EQ(Activity(session), 1u);
+
+  ASSERT_TRUE(TalMonitorSetActivity(session, 2));
+  g_pumped = 0;
+  g_quitAt = 4;  // the first look and two rounds of waiting pass
+  EXPECT_FALSE(TalMonitorDoEvents(session));
+  EXPECT_EQ(g_pumped, 4);
+  EXPECT_EQ(Activity(session), 2u);
+
+  TalMonRegisterEventPump(nullptr);
+  ASSERT_TRUE(TalMonitorSetActivity(session, 1));
+  EXPECT_TRUE(TalMonitorDoEvents(session));
+  EXPECT_EQ(g_pumped, 4);  // nothing registered, nothing pumped
+}
+
+// ---- The C interface ------------------------------------------------------------------
+
+TEST(CInterface, WritersReadersAndExecuteFollowTheSessionRules) {
+  ScopedDataDir dir;
+  // No session at all: the writer lands in session 0.
+  TalCloseMonitorWriter(OpenWriter(0, "Early"));
+  EXPECT_TRUE(Exists(dir.file("0000Early.TXT")));
+
+  MakeFile(dir.file("0004Old.TXT"));
+  IMonitorReader* reader = nullptr;
+  ASSERT_TRUE(TalOpenMonitorReader(0, "Log", &reader));  // the page does not exist yet
+  IMonitorWriter* writer = OpenWriter(0, "Log", true);   // the last session: 4
+  ASSERT_NE(writer, nullptr);
+  writer->Write("first\nsecond");
+  writer->Flush();
+  EXPECT_EQ(Rows(*reader), (Strings{"first", "second"}));
+  // A second writer on a page that a live writer holds is refused, the page untouched.
+  IMonitorWriter* second = nullptr;
+  EXPECT_FALSE(TalOpenMonitorWriter(4, "Log", true, &second));
+  EXPECT_EQ(second, nullptr);
+  EXPECT_EQ(Rows(*reader), (Strings{"first", "second"}));
+  TalCloseMonitorReader(reader);
+
+  const struct {
+    const char* name;
+    bool result;
+    bool sessionReader;
+  } cases[] = {
+      {"session", true, true},      {"sessionXYZ", true, true}, {"sess", false, false},
+      {"0004Log.TXT", true, false}, {"0004Log", true, false},   {"0009Missing.TXT", false, false},
+  };
+  for (const auto& c : cases) {
+    EXPECT_EQ(TalMonitorExecute(c.name, &(reader = nullptr)), c.result) << c.name;
+    EXPECT_EQ(reader != nullptr, c.result) << c.name;
+    if (reader == nullptr) continue;
+    EXPECT_EQ(dynamic_cast<TalMonitorReaderSession*>(reader) != nullptr, c.sessionReader) << c.name;
+    if (!c.sessionReader) {
+      EXPECT_EQ(Rows(*reader), (Strings{"first", "second"})) << c.name;
+    }
+    TalCloseMonitorReader(reader);
+  }
+  TalCloseMonitorWriter(writer);
+  EXPECT_FALSE(Exists(dir.file("0004Log.TXT")));  // temporary page
+}
+
+TEST(CInterface, BadInputIsRefusedAndMakesNothing) {
+  ScopedDataDir dir;
+  const bool refused[] = {
+      TalCreateMonitorSession(nullptr),        TalMonitorDefineNewSession(nullptr),
+      TalMonitorDefineSession(1, nullptr),     TalMonitorGetLastSession(nullptr),
+      TalMonitorGetActivity(1, nullptr),       TalOpenMonitorWriter(1, "Log", true, nullptr),
+      TalOpenMonitorReader(1, "Log", nullptr), TalOpenMonitorReaderPageOrder(1, "*", nullptr),
+      TalOpenMonitorReaderSession(nullptr),    TalOpenMonitorReaderTime(1, nullptr),
+      TalMonitorExecute("session", nullptr),   !TalCloseMonitorWriter(nullptr),
+      !TalCloseMonitorReader(nullptr)};
+  for (size_t i = 0; i < std::size(refused); ++i)
+    EXPECT_FALSE(refused[i]) << "null out parameter, call " << i;
+
+  // Page names that leave the data directory, or whose files would not fit in 259 bytes.
+  MakeFile(dir.file("0001Log.TXT"), "x");
+  const std::string tooLong(300 - dir.path().size(), 'n');
+  const std::string noRoomForExtension(257 - dir.path().size() - 4, 'e');
+  for (const char* name : {"a/b", ".", "..", "../escape", "/abs", tooLong.c_str(),
+                           noRoomForExtension.c_str(), static_cast<const char*>(nullptr)}) {
+    const std::string label = name == nullptr ? "null" : std::string(name).substr(0, 12);
+    IMonitorWriter* writer = nullptr;
+    IMonitorReader* reader = nullptr;
+    EXPECT_FALSE(TalOpenMonitorWriter(1, name, false, &writer)) << label;
+    EXPECT_FALSE(TalOpenMonitorReader(1, name, &reader)) << label;
+    EXPECT_FALSE(TalMonitorExecute(name, &reader)) << label;
+    EXPECT_TRUE(writer == nullptr && reader == nullptr) << label;
+  }
+  EXPECT_EQ(dir.list(), Strings{"0001Log.TXT"});
+
+  MakeFile(dir.file("plain"), "not a directory");
+  setenv("TALMON_DATA_DIR", dir.file("plain/sub").c_str(), 1);
+  unsigned int session = 5;
+  EXPECT_FALSE(TalMonitorGetLastSession(&session));
+  EXPECT_FALSE(TalCreateMonitorSession(&session));
+  EXPECT_EQ(session, 0u);
+  EXPECT_FALSE(Exists("0001Play.TXT"));  // never relative to the working directory
+  IMonitorWriter* writer = nullptr;
+  EXPECT_FALSE(TalOpenMonitorWriter(1, "Log", true, &writer));
+  EXPECT_EQ(writer, nullptr);
+  EXPECT_EQ(dir.list(), (Strings{"0001Log.TXT", "plain"}));
+}
+
+// ---- Readers over several pages -------------------------------------------------------
+
+// Two pages of session 1 written alternately: "b" begins first, "A" sorts first.
+TEST(Readers, PageOrderFollowsThePagesAndTimeOrderTheWriting) {
+  ScopedDataDir dir;
+  IMonitorWriter* b = OpenWriter(1, "b");
+  IMonitorWriter* a = OpenWriter(1, "A");
+  // A row's stamp is taken when the row begins, at the line feed before it.
+  b->Write("b0");
+  a->Write("a0");
+  a->Write("\na1");
+  a->Write("\na2");
+  b->Write("\nb1");
+  a->Flush();
+  b->Flush();
+
+  TalMonitorReaderPageOrder* pages = nullptr;
+  ASSERT_TRUE(TalOpenMonitorReaderPageOrder(1, "*", &pages));
+  EXPECT_EQ(Count(*pages), 0u);  // nothing before the first Update
+  ASSERT_TRUE(pages->Update());
+  EXPECT_EQ(Rows(*pages), (Strings{"a0", "a1", "a2", "b0", "b1"}));
+  pages->SetSeparator(true);
+  ASSERT_TRUE(pages->Update());
+  EXPECT_EQ(Count(*pages), 6u);
+  EXPECT_EQ(Rows(*pages), (Strings{"a0", "a1", "a2", "(separator)", "b0", "b1"}));
+  const char* text = nullptr;
+  uint32_t length = 0, separatorStamp = 0, firstStamp = 1;
+  ASSERT_TRUE(pages->GetRow(3, text, length));
+  EXPECT_EQ(length, 11u);
+  ASSERT_TRUE(pages->GetStamp(3, separatorStamp));
+  ASSERT_TRUE(pages->GetStamp(4, firstStamp));
+  EXPECT_EQ(separatorStamp, firstStamp);
+  TalCloseMonitorReader(pages);
+  // Session 0 is kept as it is, not taken for the last session: it lists nothing.
+  ASSERT_TRUE(TalOpenMonitorReaderPageOrder(0, nullptr, &pages));
+  ASSERT_TRUE(pages->Update());
+  EXPECT_EQ(Count(*pages), 0u);
+  EXPECT_TRUE(Rows(*pages).empty());
+  TalCloseMonitorReader(pages);
+
+  TalMonitorReaderTime* time = nullptr;
+  ASSERT_TRUE(TalOpenMonitorReaderTime(1, &time));
+  EXPECT_STREQ(time->GetIndexPath(), dir.file("0001Time.IDX").c_str());
+  for (const char* page : {"A", "b"}) {
+    IMonitorReader* reader = nullptr;
+    ASSERT_TRUE(TalOpenMonitorReader(1, page, &reader));
+    time->AddReader(reader);
+  }
+  EXPECT_FALSE(time->AddReader(nullptr));
+  ASSERT_TRUE(time->Update());
+  EXPECT_EQ(Rows(*time), (Strings{"b0", "a0", "a1", "a2", "b1"}));
+  TalCloseMonitorReader(time);
+
+  // The held pages keep session 1 from the clean-up; the new session is 2.
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  ASSERT_EQ(session, 2u);
+  MakeFile(dir.file("0002x(y).TXT"));
+  MakeFile(dir.file("0003Pause.TXT"));
+  TalMonitorReaderSession* sessions = nullptr;
+  ASSERT_TRUE(TalOpenMonitorReaderSession(&sessions));
+  EXPECT_EQ(Count(*sessions), 0u);
+  ASSERT_TRUE(sessions->Update());
+  EXPECT_EQ(Rows(*sessions), (Strings{
+                                 "(bold 0001)(tab)stopped(tab)A, b",
+                                 "(bold 0002)(tab)playing(tab)(raw 4 x(y))",
+                                 "(bold 0003)(tab)paused(tab)",
+                             }));
+  uint32_t stamp = 0;
+  EXPECT_FALSE(sessions->GetStamp(0, stamp));
+  TalCloseMonitorReader(sessions);
+  TalCloseMonitorSession(session);
+  TalCloseMonitorWriter(a);
+  TalCloseMonitorWriter(b);
+}
+
+// A page with fixed stamps, as pages of other processes have; row i reads name + i.
+struct StampedPage : IMonitorReader {
+  StampedPage(const char* n, std::vector<uint32_t> s) : name(n), stamps(std::move(s)) {}
+  bool GetCount(uint32_t& count) override {
+    count = static_cast<uint32_t>(stamps.size());
+    return true;
+  }
+  bool GetStamp(uint32_t row, uint32_t& stamp) override {
+    if (row >= stamps.size()) return false;
+    stamp = stamps[row];
+    return true;
+  }
+  bool GetRow(uint32_t row, const char*& out, uint32_t& length) override {
+    if (row >= stamps.size()) return false;
+    text = name + std::to_string(row);
+    out = text.c_str();
+    length = static_cast<uint32_t>(text.size());
+    return true;
+  }
+  std::string name, text;
+  std::vector<uint32_t> stamps;
+};
+
+TEST(TimeReader, MergesByStampInOrderOfAddition) {
+  ScopedDataDir dir;
+  const struct {
+    const char* label;
+    std::vector<std::pair<const char*, std::vector<uint32_t>>> pages;
+    Strings rows;
+    uint32_t count;
+  } cases[] = {
+      {"no pages", {}, {}, 0},
+      {"equal: earlier page first",
+       {{"a", {1, 2, 3}}, {"b", {1, 2, 3}}},
+       {"a0", "b0", "a1", "b1", "a2", "b2"},
+       6},
+      {"gaps in the stamps", {{"a", {5, 900}}, {"b", {7}}}, {"a0", "b0", "a1"}, 3},
+      {"left behind stays behind",
+       {{"a", {5, 1, 9}}, {"b", {1, 2, 3}}},
+       {"b0", "b1", "b2", "a0"},
+       6},
+  };
+  for (const auto& c : cases) {
+    TalMonitorReaderTime* reader = nullptr;
+    ASSERT_TRUE(TalOpenMonitorReaderTime(1, &reader)) << c.label;
+    for (const auto& page : c.pages)
+      ASSERT_TRUE(reader->AddReader(new StampedPage(page.first, page.second))) << c.label;
+    for (int pass = 0; pass < 2; ++pass) {  // merging again changes nothing
+      ASSERT_TRUE(reader->Update()) << c.label;
+      EXPECT_EQ(Count(*reader), c.count) << c.label;
+      EXPECT_EQ(Rows(*reader), c.rows) << c.label;
+    }
+    TalCloseMonitorReader(reader);
+  }
+  EXPECT_TRUE(dir.list().empty());  // the index leaves nothing behind
+}
+
+}  // namespace
