@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <chrono>
+#include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
@@ -16,51 +17,68 @@
 
 namespace talmon::cli {
 
-namespace {
-
 // The rows of one block, read once: the layout reads every row in each of its two passes, and
-// a page reader goes to its files at every read.
-class BlockReader : public IMonitorReader {
+// a page reader goes to its files at every read. The texts sit end to end in one buffer that
+// the next block reuses, so a block costs no allocation once the first has grown it.
+class RowPrinter::Block : public IMonitorReader {
  public:
   // Reads rows [first, first + count) of reader, up to the first it cannot give.
-  BlockReader(IMonitorReader& reader, uint32_t first, uint32_t count) {
+  void Read(IMonitorReader& reader, uint32_t first, uint32_t count) {
+    text_.clear();
+    starts_.clear();
     for (uint32_t row = first; row < first + count; ++row) {
       const char* text = nullptr;
       uint32_t length = 0;
       if (!reader.GetRow(row, text, length) || text == nullptr) break;
-      rows_.emplace_back(text);
+      // A row ends at its first zero byte, whatever length says: that is all the layout reads.
+      starts_.push_back(text_.size());
+      text_.append(text, std::strlen(text));
+      text_.push_back('\0');
     }
   }
   bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows_.size());
+    count = static_cast<uint32_t>(starts_.size());
     return true;
   }
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows_.size()) return false;
-    text = rows_[row].c_str();
-    length = static_cast<uint32_t>(rows_[row].size());
+    if (row >= starts_.size()) return false;
+    const size_t end = row + 1 < starts_.size() ? starts_[row + 1] : text_.size();
+    text = text_.data() + starts_[row];
+    length = static_cast<uint32_t>(end - starts_[row] - 1);
     return true;
   }
 
  private:
-  std::vector<std::string> rows_;
+  std::string text_;            // each row's text and its zero byte
+  std::vector<size_t> starts_;  // where each row starts in text_
 };
 
-}  // namespace
+RowPrinter::RowPrinter(std::FILE* out, const TalMonTerminalOptions& options)
+    : out_(out),
+      options_(options),
+      block_(std::make_unique<Block>()),
+      device_(std::make_unique<TalMonTerminalDevice>(options)) {}
+
+RowPrinter::~RowPrinter() = default;
+
+void RowPrinter::SetColumns(uint32_t columns) {
+  if (columns == options_.columns) return;
+  options_.columns = columns;
+  device_ = std::make_unique<TalMonTerminalDevice>(options_);
+}
 
 uint32_t RowPrinter::Print(IMonitorReader& reader, uint32_t first, uint32_t end) {
-  std::vector<std::string> lines;
   uint32_t printed = 0;
   for (uint32_t row = first; row < end; row += kBlockRows) {
     const uint32_t count = std::min(kBlockRows, end - row);
-    BlockReader block(reader, row, count);
-    TalMonRenderTerminal(block, 0, count, options_, lines);
-    for (const std::string& line : lines) {
+    block_->Read(reader, row, count);
+    TalMonRenderTerminal(*block_, 0, count, *device_, lines_);
+    for (const std::string& line : lines_) {
       std::fwrite(line.data(), 1, line.size(), out_);
-      std::fputc('\n', out_);
+      std::putc('\n', out_);
     }
-    printed += static_cast<uint32_t>(lines.size());
-    if (lines.size() < count) break;
+    printed += static_cast<uint32_t>(lines_.size());
+    if (lines_.size() < count) break;
   }
   return printed;
 }

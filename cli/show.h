@@ -6,7 +6,9 @@
 #include <cstdint>
 #include <cstdio>
 #include <deque>
+#include <memory>
 #include <string>
+#include <vector>
 
 #include "talmon/monitor.h"
 #include "talmon/terminal.h"
@@ -19,15 +21,22 @@ class RowPrinter {
  public:
   static constexpr uint32_t kBlockRows = 256;
 
-  RowPrinter(std::FILE* out, const TalMonTerminalOptions& options) : out_(out), options_(options) {}
-  void SetColumns(uint32_t columns) { options_.columns = columns; }
+  RowPrinter(std::FILE* out, const TalMonTerminalOptions& options);
+  ~RowPrinter();
+  void SetColumns(uint32_t columns);
   // Prints rows [first, end) of reader; stops early at a row the reader cannot give. Returns
   // the number of rows printed.
   uint32_t Print(IMonitorReader& reader, uint32_t first, uint32_t end);
 
  private:
+  class Block;
+
   std::FILE* out_;
   TalMonTerminalOptions options_;
+  // Kept from block to block, with the storage they have grown.
+  std::unique_ptr<Block> block_;
+  std::unique_ptr<TalMonTerminalDevice> device_;
+  std::vector<std::string> lines_;
 };
 
 // Follows a live reader the way `tail -f` follows a file. Rows already printed stay; the last

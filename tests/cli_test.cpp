@@ -299,6 +299,54 @@ TEST(CliShow, ColourOnlyWhenAskedForOrOnATerminal) {
   }
 }
 
+// A page longer than the tool's block of rows is printed block by block through storage kept
+// from one block to the next: nothing of a block's rows may show in the next one's.
+TEST(CliShow, RowsOfOneBlockDoNotLeakIntoTheNext) {
+  ScopedDataDir dir;
+  unsigned int session = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  IMonitorWriter* log = nullptr;
+  ASSERT_TRUE(TalOpenMonitorWriter(session, "Log", false, &log));
+  // Long rows among short rows with links, so that a block of rows places them differently
+  // from the block before.
+  constexpr int kRows = 601;
+  const std::string wide(60, 'x');
+  for (int i = 0; i < kRows; ++i) {
+    if (i % 3 == 0) {
+      trace(*log, block) << "row " << i << " " << wide.c_str();
+    } else {
+      trace(*log, block) << "r" << i << " " << link(("https://x/" + std::to_string(i)).c_str())
+                         << "go";
+    }
+  }
+  TalCloseMonitorWriter(log);
+
+  for (const char* colour : {"--color=never", "--color=always"}) {
+    const Result r = Talmon({"show", colour, "--width=80", "Log"});
+    ASSERT_EQ(r.status, 0) << "case: " << colour << r.err;
+    std::vector<std::string> lines;
+    for (size_t at = 0, end; (end = r.out.find('\n', at)) != std::string::npos; at = end + 1)
+      lines.push_back(r.out.substr(at, end - at));
+    ASSERT_EQ(lines.size(), size_t{kRows}) << "case: " << colour;
+    const bool plain = colour == std::string("--color=never");
+    for (int i = 0; i < kRows; ++i) {
+      const std::string& line = lines[static_cast<size_t>(i)];
+      const std::string target = "\x1b]8;;https://x/" + std::to_string(i) + "\x1b\\";
+      if (i % 3 == 0) {
+        EXPECT_EQ(line, "row " + std::to_string(i) + " " + wide) << "case: " << colour << " " << i;
+      } else if (plain) {
+        EXPECT_EQ(line, "r" + std::to_string(i) + " go") << "case: " << colour << " " << i;
+      } else {
+        EXPECT_EQ(line.find("xxxx"), std::string::npos) << "case: " << colour << " " << i;
+        EXPECT_NE(line.find(target), std::string::npos) << "case: " << colour << " " << i;
+        EXPECT_EQ(line.find("\x1b]8;;http", line.find(target) + 1), std::string::npos)
+            << "case: " << colour << " " << i;
+      }
+    }
+  }
+  TalCloseMonitorSession(session);
+}
+
 TEST(Cli, UsageErrorsExitTwoAndHelpExitsZero) {
   const Words usage[] = {
       {},

@@ -19,6 +19,11 @@ constexpr char32_t kBullet = U'\u2022';
 constexpr char32_t kChecked = U'\u2612';
 constexpr char32_t kUnchecked = U'\u2610';
 
+// The character an ASCII byte shows as (DecodeShown).
+inline char32_t ShownAscii(unsigned char b) {
+  return b == '\t' ? U' ' : (b < 0x20 || b == 0x7F) ? kUnsafe : char32_t{b};
+}
+
 // Walks UTF-8 text, calling emit for each character shown: a valid sequence gives its code
 // point; a tab a blank; control characters (C0, DEL, C1) and bytes that are no valid UTF-8
 // give "?", one per byte, so that nothing a row holds can reach the terminal as a command.
@@ -29,7 +34,7 @@ void DecodeShown(const char* text, size_t length, F emit) {
   while (i < length) {
     unsigned char b = s[i];
     if (b < 0x80) {
-      emit(b == '\t' ? U' ' : (b < 0x20 || b == 0x7F) ? kUnsafe : char32_t{b});
+      emit(ShownAscii(b));
       ++i;
       continue;
     }
@@ -62,22 +67,46 @@ void DecodeShown(const char* text, size_t length, F emit) {
   }
 }
 
+// How many cells the text takes: one per character shown (DecodeShown).
+int64_t CountShown(const char* text, size_t length) {
+  // Rows are mostly ASCII, one byte per cell; decoding resumes after the ASCII run as it
+  // would have at that byte.
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  size_t ascii = 0;
+  while (ascii < length && s[ascii] < 0x80)
+    ++ascii;
+  int64_t cells = static_cast<int64_t>(ascii);
+  DecodeShown(text + ascii, length - ascii, [&](char32_t) { ++cells; });
+  return cells;
+}
+
+// Writes the UTF-8 of cp at p (room for 4 bytes); returns the end.
+inline char* PutUtf8(char* p, char32_t cp) {
+  if (cp < 0x80) {
+    *p++ = static_cast<char>(cp);
+  } else if (cp < 0x800) {
+    *p++ = static_cast<char>(0xC0 | (cp >> 6));
+    *p++ = static_cast<char>(0x80 | (cp & 0x3F));
+  } else if (cp < 0x10000) {
+    *p++ = static_cast<char>(0xE0 | (cp >> 12));
+    *p++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    *p++ = static_cast<char>(0x80 | (cp & 0x3F));
+  } else {
+    *p++ = static_cast<char>(0xF0 | (cp >> 18));
+    *p++ = static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
+    *p++ = static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
+    *p++ = static_cast<char>(0x80 | (cp & 0x3F));
+  }
+  return p;
+}
+
 void AppendUtf8(std::string& out, char32_t cp) {
   if (cp < 0x80) {
-    out += static_cast<char>(cp);
-  } else if (cp < 0x800) {
-    out += static_cast<char>(0xC0 | (cp >> 6));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else if (cp < 0x10000) {
-    out += static_cast<char>(0xE0 | (cp >> 12));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
-  } else {
-    out += static_cast<char>(0xF0 | (cp >> 18));
-    out += static_cast<char>(0x80 | ((cp >> 12) & 0x3F));
-    out += static_cast<char>(0x80 | ((cp >> 6) & 0x3F));
-    out += static_cast<char>(0x80 | (cp & 0x3F));
+    out.push_back(static_cast<char>(cp));
+    return;
   }
+  char bytes[4];
+  out.append(bytes, static_cast<size_t>(PutUtf8(bytes, cp) - bytes));
 }
 
 // A link target as it may stand inside OSC 8: printable ASCII, other bytes percent-encoded,
@@ -131,9 +160,20 @@ TalMonTerminalDevice::TalMonTerminalDevice(const TalMonTerminalOptions& options)
 TalMonTerminalDevice::~TalMonTerminalDevice() = default;
 
 void TalMonTerminalDevice::Reset() {
+  // The cells' storage stays for the next paint.
   lines_.clear();
+  rows_.clear();
   line_ = nullptr;
+  lineCells_ = nullptr;
   links_.clear();
+  font_ = TalMonFont::kNormal;
+  textColour_ = COLOR_WINDOWTEXT;
+  backColour_ = COLOR_3DFACE;
+  mode_ = TalMonBkMode::kOpaque;
+}
+
+TalMonTerminalDevice::Cell TalMonTerminalDevice::Blank() {
+  return Cell{U' ', 0, false, false, false, false, false, 0};
 }
 
 int64_t TalMonTerminalDevice::ColumnOf(int32_t x) const {
@@ -142,23 +182,54 @@ int64_t TalMonTerminalDevice::ColumnOf(int32_t x) const {
   return FloorDiv(int64_t{x} - kMargin + kCellWidth / 2, kCellWidth);
 }
 
+TalMonTerminalDevice::Cell* TalMonTerminalDevice::Reach(int64_t end) {
+  if (line_ == nullptr) return nullptr;
+  const auto want = static_cast<uint32_t>(std::clamp<int64_t>(end, 0, options_.columns));
+  if (line_->painted < want) {
+    std::fill(lineCells_ + line_->painted, lineCells_ + want, Blank());
+    line_->painted = want;
+  }
+  return lineCells_;
+}
+
 template <typename F>
 void TalMonTerminalDevice::ForCells(int32_t fromX, int32_t toX, F paint) {
   if (line_ == nullptr) return;
   const int64_t from = std::max<int64_t>(ColumnOf(fromX), 0);
-  const int64_t to = std::min<int64_t>(ColumnOf(toX), static_cast<int64_t>(line_->size()));
+  const int64_t to = std::min<int64_t>(ColumnOf(toX), options_.columns);
+  if (from >= to) return;
+  Cell* cells = Reach(to);
   for (int64_t c = from; c < to; ++c)
-    paint((*line_)[static_cast<size_t>(c)], c);
+    paint(cells[c], c);
 }
 
 void TalMonTerminalDevice::Put(int64_t column, char32_t ch) {
-  if (line_ == nullptr || column < 0 || column >= static_cast<int64_t>(line_->size())) return;
-  (*line_)[static_cast<size_t>(column)].ch = ch;
+  if (line_ == nullptr || column < 0 || column >= int64_t{options_.columns}) return;
+  Reach(column + 1)[column].ch = ch;
 }
 
 void TalMonTerminalDevice::BeginRow(uint32_t row, int32_t) {
-  line_ = &lines_[row];
-  if (line_->empty()) line_->resize(options_.columns);
+  // Both passes of a paint begin the same rows in the same ascending order: a new row is
+  // nearly always appended, an old one found by its number.
+  auto at = std::lower_bound(
+      rows_.begin(), rows_.end(), row,
+      [](const std::pair<uint32_t, size_t>& r, uint32_t n) { return r.first < n; });
+  const size_t columns = options_.columns;
+  if (at == rows_.end() || at->first != row) {
+    if (lines_.size() == capacity_) {
+      // Only the painted cells move; the rest of each line is blank by its count.
+      const size_t capacity = std::max<size_t>(capacity_ * 2, 16);
+      std::unique_ptr<Cell[]> cells(new Cell[capacity * columns]);
+      for (size_t k = 0; k < lines_.size(); ++k)
+        std::copy_n(cells_.get() + k * columns, lines_[k].painted, cells.get() + k * columns);
+      cells_ = std::move(cells);
+      capacity_ = capacity;
+    }
+    at = rows_.insert(at, {row, lines_.size()});
+    lines_.push_back(RowLine{row, 0});
+  }
+  line_ = &lines_[at->second];
+  lineCells_ = cells_.get() + at->second * columns;
 }
 
 TalMonFont TalMonTerminalDevice::SelectFont(TalMonFont font) {
@@ -181,37 +252,53 @@ int32_t TalMonTerminalDevice::DrawText(const char* text, int32_t length, const T
                                        TalMonPoint origin, uint32_t format) {
   const size_t n = static_cast<size_t>(std::max(length, 0));
   if ((format & kTalMonDtCalcRect) != 0) {
-    int64_t cells = 0;
-    DecodeShown(text, n, [&](char32_t) { ++cells; });
+    const int64_t cells = CountShown(text, n);
     return static_cast<int32_t>(
         std::min<int64_t>(int64_t{origin.x} + cells * kCellWidth, INT32_MAX));
   }
-  std::vector<char32_t> glyphs;
-  glyphs.reserve(n);
-  DecodeShown(text, n, [&](char32_t ch) { glyphs.push_back(ch); });
   const int64_t first = ColumnOf(origin.x);
   const int64_t room = std::max<int64_t>(ColumnOf(rect.right) - first, 0);
-  int64_t shown = static_cast<int64_t>(glyphs.size());
-  if (shown > room) {
-    // Cut with an ellipsis in the last cell that fits.
-    shown = room;
-    if (room > 0) glyphs[static_cast<size_t>(room - 1)] = kEllipsis;
-  }
   const bool bold = font_ == TalMonFont::kBold || font_ == TalMonFont::kBoldTypewriter;
   const bool dim = font_ == TalMonFont::kLittle;
   uint8_t back = 0;
   if (backColour_ == kTalMonErrorColor) back = 2;
   if (backColour_ == COLOR_WINDOW) back = 1;
-  for (int64_t i = 0; i < shown; ++i) {
-    const int64_t c = first + i;
-    if (line_ == nullptr || c < 0 || c >= static_cast<int64_t>(line_->size())) continue;
-    Cell& cell = (*line_)[static_cast<size_t>(c)];
-    cell.ch = glyphs[static_cast<size_t>(i)];
+  // The glyphs go straight to the cells [from, to): those of [first, first + room) that lie
+  // on the line. No more glyphs than bytes, so the line need not reach further than that.
+  int64_t from = std::max<int64_t>(first, 0);
+  int64_t to = std::min<int64_t>(first + std::min<int64_t>(room, int64_t(n)), options_.columns);
+  Cell* cells = line_ != nullptr && from < to ? Reach(to) : nullptr;
+  if (cells == nullptr) from = to = 0;
+  // Opaque text paints its back colour; transparent text (once a title was laid out in this
+  // paint, or over the gradient background) keeps the box's.
+  const bool opaque = mode_ == TalMonBkMode::kOpaque;
+  auto paint = [cells, bold, dim, back, opaque](int64_t c, char32_t ch) {
+    Cell& cell = cells[c];
+    cell.ch = ch;
     cell.bold = bold;
     cell.dim = dim;
-    // Opaque text paints its back colour; transparent text (once a title was laid out in this
-    // paint, or over the gradient background) keeps the box's.
-    if (mode_ == TalMonBkMode::kOpaque) cell.back = back;
+    if (opaque) cell.back = back;
+  };
+  // Rows are mostly ASCII: its leading run takes a cell per byte, straight to the cells that
+  // lie on the line; decoding resumes after it as it would have at that byte.
+  const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
+  size_t ascii = 0;
+  while (ascii < n && bytes[ascii] < 0x80)
+    ++ascii;
+  const int64_t asciiEnd = std::min<int64_t>(first + static_cast<int64_t>(ascii), to);
+  for (int64_t c = std::max(first, from); c < asciiEnd; ++c)
+    paint(c, ShownAscii(bytes[c - first]));
+  int64_t glyphs = static_cast<int64_t>(ascii);
+  DecodeShown(text + ascii, n - ascii, [&](char32_t ch) {
+    const int64_t c = first + glyphs++;
+    if (c >= from && c < to) paint(c, ch);
+  });
+  int64_t shown = glyphs;
+  if (shown > room) {
+    // Cut with an ellipsis in the last cell that fits.
+    shown = room;
+    const int64_t c = first + room - 1;
+    if (room > 0 && c >= from && c < to) paint(c, kEllipsis);
   }
   const int64_t end = int64_t{origin.x} + shown * kCellWidth;
   return static_cast<int32_t>(std::min<int64_t>(end, std::max(rect.right, origin.x)));
@@ -265,7 +352,7 @@ bool TalMonTerminalDevice::Element(const TalMonElement& e) {
       // The fill, measured against the bar's inside, in eighths of the bar's cells.
       const int64_t from = std::max<int64_t>(ColumnOf(r.left), 0);
       const int64_t to =
-          line_ != nullptr ? std::min<int64_t>(ColumnOf(r.right), int64_t(line_->size())) : 0;
+          line_ != nullptr ? std::min<int64_t>(ColumnOf(r.right), options_.columns) : 0;
       // A bar that starts past the row's end (content wider than the row) has no cells.
       const int64_t eighths = std::max<int64_t>(to - from, 0) * 8;
       const int64_t inside = std::max<int64_t>(int64_t{r.right} - r.left - 2, 1);
@@ -310,31 +397,37 @@ bool TalMonTerminalDevice::Element(const TalMonElement& e) {
       Put(first + 1 + static_cast<int64_t>(name.size()), U']');
       break;
     }
-    case TalMonElement::kColumn:
-      Put(ColumnOf(r.left), kDivider);
-      if (line_ != nullptr) {
-        const int64_t c = ColumnOf(r.left);
-        if (c >= 0 && c < static_cast<int64_t>(line_->size())) (*line_)[size_t(c)].dim = true;
-      }
+    case TalMonElement::kColumn: {
+      const int64_t c = ColumnOf(r.left);
+      Put(c, kDivider);
+      if (line_ != nullptr && c >= 0 && c < int64_t{options_.columns}) Reach(c + 1)[c].dim = true;
       break;
+    }
   }
   return true;
 }
 
-std::string TalMonTerminalDevice::Encode(const Cells& cells) const {
+void TalMonTerminalDevice::Encode(const Cell* cells, size_t count, std::string& out) const {
   const bool colour = options_.colour;
-  size_t used = 0;
-  for (size_t i = 0; i < cells.size(); ++i) {
-    const Cell& c = cells[i];
-    if (c.ch != U' ' || (colour && (c.back != 0 || c.reverse || c.underline))) used = i + 1;
+  // Cells past the painted ones are blank and are dropped with the trailing blanks.
+  size_t used = count;
+  while (used > 0) {
+    const Cell& c = cells[used - 1];
+    if (c.ch != U' ' || (colour && (c.back != 0 || c.reverse || c.underline))) break;
+    --used;
   }
-  std::string out;
   if (!colour) {
+    out.resize(used * 4);  // the longest a cell can take
+    char* const begin = &out[0];
+    char* p = begin;
     for (size_t i = 0; i < used; ++i)
-      AppendUtf8(out, cells[i].ch);
-    return out;
+      p = PutUtf8(p, cells[i].ch);
+    out.resize(static_cast<size_t>(p - begin));
+    return;
   }
-  Cell current;  // the terminal's state: no attribute, no link
+  out.clear();
+  out.reserve(used);
+  Cell current = Blank();  // the terminal's state: no attribute, no link
   auto sameLook = [](const Cell& a, const Cell& b) {
     return a.back == b.back && a.bold == b.bold && a.dim == b.dim && a.underline == b.underline &&
            a.reverse == b.reverse && a.highlight == b.highlight;
@@ -343,7 +436,11 @@ std::string TalMonTerminalDevice::Encode(const Cells& cells) const {
     const Cell& c = cells[i];
     if (c.link != current.link) {
       if (current.link != 0) out += "\x1b]8;;\x1b\\";
-      if (c.link != 0) out += "\x1b]8;;" + links_[c.link - 1] + "\x1b\\";
+      if (c.link != 0) {
+        out += "\x1b]8;;";
+        out += links_[c.link - 1];
+        out += "\x1b\\";
+      }
       current.link = c.link;
     }
     if (!sameLook(c, current)) {
@@ -363,30 +460,48 @@ std::string TalMonTerminalDevice::Encode(const Cells& cells) const {
     AppendUtf8(out, c.ch);
   }
   if (current.link != 0) out += "\x1b]8;;\x1b\\";
-  if (!sameLook(current, Cell())) out += "\x1b[0m";
-  return out;
+  if (!sameLook(current, Blank())) out += "\x1b[0m";
 }
 
 std::vector<std::string> TalMonTerminalDevice::Lines() const {
   std::vector<std::string> out;
-  out.reserve(lines_.size());
-  for (const auto& line : lines_)
-    out.push_back(Encode(line.second));
+  Lines(out);
   return out;
+}
+
+void TalMonTerminalDevice::Lines(std::vector<std::string>& lines) const {
+  lines.resize(rows_.size());
+  for (size_t i = 0; i < rows_.size(); ++i) {
+    const size_t k = rows_[i].second;
+    Encode(cells_.get() + k * options_.columns, lines_[k].painted, lines[i]);
+  }
 }
 
 bool TalMonRenderTerminal(IMonitorReader& reader, uint32_t first, uint32_t count,
                           const TalMonTerminalOptions& options, std::vector<std::string>& lines) {
-  lines.clear();
-  if (options.columns == 0) return false;
+  TalMonTerminalDevice device(options);
+  return TalMonRenderTerminal(reader, first, count, device, lines);
+}
+
+bool TalMonRenderTerminal(IMonitorReader& reader, uint32_t first, uint32_t count,
+                          TalMonTerminalDevice& device, std::vector<std::string>& lines) {
+  // lines keeps its strings until the end: a caller rendering block after block into the
+  // same vector then reuses their storage.
+  const TalMonTerminalOptions& options = device.Options();
   uint32_t total = 0;
-  if (!reader.GetCount(total)) return false;
-  if (first >= total || count == 0) return true;
+  if (options.columns == 0 || !reader.GetCount(total)) {
+    lines.clear();
+    return false;
+  }
+  if (first >= total || count == 0) {
+    lines.clear();
+    return true;
+  }
   const uint32_t rows = std::min({count, total - first, kMaxRows});
   const int32_t columns = static_cast<int32_t>(std::min(options.columns, kMaxColumns));
 
   RowWindow window(reader, first, rows);
-  TalMonTerminalDevice device(options);
+  device.Reset();
   TalMonTextLayout layout;
   TalMonPaintInput input;
   input.reader = &window;
@@ -395,6 +510,6 @@ bool TalMonRenderTerminal(IMonitorReader& reader, uint32_t first, uint32_t count
                   static_cast<int32_t>(rows) * layout.GetRowHeight() + margins};
   TalMonPaintOutput output;
   layout.Draw(device, input, output);
-  lines = device.Lines();
+  device.Lines(lines);
   return true;
 }

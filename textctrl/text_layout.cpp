@@ -72,6 +72,20 @@ constexpr const char* kKeywords[kTagCount] = {
     "bold",      "little", "typewriter", "error", "link",  "icon",       "logo",
     "separator", "true",   "false",      "flat",  "right", "raw"};
 
+// For each byte, the first keyword that starts with it (kTagCount for none): the search for
+// a tag starts there instead of at the first keyword.
+struct FirstWithInitial {
+  int tag[256];
+  constexpr FirstWithInitial() : tag() {
+    for (int& t : tag)
+      t = kTagCount;
+    for (int k = kTagCount - 1; k >= 0; --k)
+      tag[static_cast<unsigned char>(kKeywords[k][0])] = k;
+  }
+  constexpr int operator[](unsigned char c) const { return tag[c]; }
+};
+constexpr FirstWithInitial kFirstWithInitial;
+
 }  // namespace
 
 TalMonDevice::~TalMonDevice() = default;
@@ -83,8 +97,12 @@ void TalMonDevice::BeginRow(uint32_t, int32_t) {}
 TalMonTextLayout::~TalMonTextLayout() = default;
 
 bool TalMonTextLayout::MatchLiteral(const char*& cursor, const char* literal) {
-  size_t n = std::strlen(literal);
-  if (std::strncmp(cursor, literal, n) != 0) return false;
+  // Byte by byte: literals are a few letters, and the row's zero byte ends the walk as a
+  // mismatch, so nothing past the row is read.
+  size_t n = 0;
+  for (; literal[n] != '\0'; ++n) {
+    if (cursor[n] != literal[n]) return false;
+  }
   cursor += n;
   return true;
 }
@@ -120,7 +138,9 @@ bool TalMonTextLayout::ReadArgument(const char*& cursor, std::string& out) {
 TalMonTextLayout::TabSet* TalMonTextLayout::FindTabSet(Context& ctx, const std::string& name) {
   const Korin::ICollator& collator = Korin::CollatorFactory::getPOSIXCollatorCI();
   for (int32_t i = 0; i < ctx.tabSetCount; ++i) {
-    if (collator.compare(ctx.tabSets[i].name.c_str(), name.c_str()) == 0) return &ctx.tabSets[i];
+    // Equal bytes are equal names; the collator is asked only about the rest (case).
+    const std::string& own = ctx.tabSets[i].name;
+    if (own == name || collator.compare(own.c_str(), name.c_str()) == 0) return &ctx.tabSets[i];
   }
   if (ctx.tabSetCount >= kMaxTabSets) return nullptr;
   TabSet& set = ctx.tabSets[ctx.tabSetCount++];
@@ -206,9 +226,9 @@ bool TalMonTextLayout::DrawParse(Context& ctx) {
 }
 
 bool TalMonTextLayout::ParseTag(Context& ctx) {
-  int tag = 0;
   bool arg = false;
   const char first = ctx.cursor[1];
+  int tag = kFirstWithInitial[static_cast<unsigned char>(first)];
   for (; tag < kTagCount; ++tag) {
     if (kKeywords[tag][0] == first && MatchTag(ctx.cursor, kKeywords[tag], arg)) break;
   }

@@ -5,7 +5,9 @@
 
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "talmon/export.h"
@@ -59,10 +61,15 @@ class TALMON_EXPORT TalMonTerminalDevice : public TalMonDevice {
   explicit TalMonTerminalDevice(const TalMonTerminalOptions& options);
   ~TalMonTerminalDevice() override;
 
-  // Forgets every line and link target.
+  // Forgets every line, link target and drawing state (font, colours, background mode): the
+  // device is as new, and keeps the storage its lines had grown.
   void Reset();
+  const TalMonTerminalOptions& Options() const { return options_; }
   // The lines of the rows begun since Reset, in row order.
   std::vector<std::string> Lines() const;
+  // The same into lines, whose strings keep their storage: a caller that renders block after
+  // block reuses it instead of allocating every line anew.
+  void Lines(std::vector<std::string>& lines) const;
 
   TalMonFont SelectFont(TalMonFont font) override;
   void SetTextColor(TalMonColor colour) override;
@@ -81,33 +88,59 @@ class TALMON_EXPORT TalMonTerminalDevice : public TalMonDevice {
   void BeginRow(uint32_t row, int32_t top) override;
 
  private:
+  // Trivial, so that a line's storage costs nothing until the row paints it (Reach).
   struct Cell {
-    char32_t ch = U' ';
-    uint8_t back = 0;  // 0 none, 1 subtle, 2 error red
-    bool bold = false;
-    bool dim = false;
-    bool underline = false;
-    bool reverse = false;
-    bool highlight = false;
-    uint32_t link = 0;  // 1 + index into links_; 0 for none
+    char32_t ch;
+    uint8_t back;  // 0 none, 1 subtle, 2 error red
+    bool bold;
+    bool dim;
+    bool underline;
+    bool reverse;
+    bool highlight;
+    uint32_t link;  // 1 + index into links_; 0 for none
   };
-  using Cells = std::vector<Cell>;
+  // A row's line. Its cells hold what was painted from column 0 up to painted; those beyond,
+  // up to options_.columns, are blank. Most rows fill a fraction of a wide terminal, and a
+  // paint then never pays for the width it leaves empty.
+  struct RowLine {
+    uint32_t row;
+    uint32_t painted;
+  };
 
+  // A cell nothing has painted: a blank with no attribute and no link.
+  static Cell Blank();
   // The cell column of x, which may lie outside [0, columns).
   int64_t ColumnOf(int32_t x) const;
+  // The current line's cells, blank up to end (at most options_.columns) where nothing was
+  // painted yet; null when no row has begun.
+  Cell* Reach(int64_t end);
   // Calls paint on each cell of the current line from the column of fromX up to, not
   // including, the column of toX.
   template <typename F>
   void ForCells(int32_t fromX, int32_t toX, F paint);
   void Put(int64_t column, char32_t ch);
-  std::string Encode(const Cells& cells) const;
+  // Replaces out with the text and escape codes of a line's first count cells.
+  void Encode(const Cell* cells, size_t count, std::string& out) const;
 
   TalMonTerminalOptions options_;
   TalMonFont font_ = TalMonFont::kNormal;
   TalMonColor textColour_ = COLOR_WINDOWTEXT;
   TalMonColor backColour_ = COLOR_3DFACE;
   TalMonBkMode mode_ = TalMonBkMode::kOpaque;
-  std::map<uint32_t, Cells> lines_;
-  Cells* line_ = nullptr;
+  // One block for all lines, the k-th begun at k * options_.columns, grown by doubling: a
+  // paint allocates a few times, not once per row.
+  std::unique_ptr<Cell[]> cells_;
+  size_t capacity_ = 0;                            // lines cells_ has room for
+  std::vector<RowLine> lines_;                     // in the order rows were first begun
+  std::vector<std::pair<uint32_t, size_t>> rows_;  // row => index in lines_, by row
+  RowLine* line_ = nullptr;                        // the current row's
+  Cell* lineCells_ = nullptr;
   std::vector<std::string> links_;
 };
+
+// TalMonRenderTerminal with device's options, through a device the caller keeps from call to
+// call (it is Reset first): a viewer that shows a long page block by block then allocates
+// nothing per block once the first has grown the device and lines.
+TALMON_EXPORT bool TalMonRenderTerminal(IMonitorReader& reader, uint32_t first, uint32_t count,
+                                        TalMonTerminalDevice& device,
+                                        std::vector<std::string>& lines);
