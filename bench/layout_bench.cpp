@@ -12,12 +12,18 @@
 #include "talmon/terminal.h"
 #include "talmon/textctrl.h"
 #include "textctrl/recording_device.h"
+#include "textctrl/vector_reader.h"
 
 namespace {
 
-class Rows : public IMonitorReader {
- public:
-  Rows() {
+// One screen: 50 rows of mixed markup behind a reader, and the bytes they hold.
+struct Screen {
+  Screen() : Screen(MixedRows()) {}
+  explicit Screen(const std::vector<std::string>& rows) : reader(rows) {
+    for (const std::string& row : rows)
+      bytes += static_cast<int64_t>(row.size());
+  }
+  static std::vector<std::string> MixedRows() {
     const char* kinds[] = {
         "(title Build of the release)",
         "(bold Step 3 of 9:) compiling (typewriter core/file.cpp) with -O2",
@@ -35,28 +41,14 @@ class Rows : public IMonitorReader {
         "(field 42) (true) done (false) skipped",
         "plain text of a log row that goes on for a while, as log rows do",
     };
+    std::vector<std::string> rows;
     for (int i = 0; i < 50; ++i)
-      rows_.push_back(kinds[i % (sizeof kinds / sizeof *kinds)]);
-  }
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows_.size());
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows_.size()) return false;
-    text = rows_[row].c_str();
-    length = static_cast<uint32_t>(rows_[row].size());
-    return true;
-  }
-  size_t Bytes() const {
-    size_t n = 0;
-    for (const auto& r : rows_)
-      n += r.size();
-    return n;
+      rows.push_back(kinds[i % (sizeof kinds / sizeof *kinds)]);
+    return rows;
   }
 
- private:
-  std::vector<std::string> rows_;
+  talmon_test::VectorReader reader;
+  int64_t bytes = 0;
 };
 
 class NullDevice : public TalMonDevice {
@@ -77,53 +69,53 @@ class NullDevice : public TalMonDevice {
   bool BlendImage(const char*, int32_t, int32_t, TalMonPoint, uint8_t) override { return false; }
 };
 
-TalMonPaintInput Screen(Rows& rows) {
+TalMonPaintInput PaintInput(Screen& screen) {
   TalMonPaintInput input;
-  input.reader = &rows;
+  input.reader = &screen.reader;
   input.client = {0, 0, 900, 50 * 21 + 10};
   input.mouse = {100, 140};
   return input;
 }
 
 void BM_LayoutRecording(benchmark::State& state) {
-  Rows rows;
+  Screen screen;
   TalMonRecordingDevice device;
   TalMonTextLayout layout;
-  TalMonPaintInput input = Screen(rows);
+  TalMonPaintInput input = PaintInput(screen);
   for (auto _ : state) {
     device.Clear();
     TalMonPaintOutput output;
     layout.Draw(device, input, output);
     benchmark::DoNotOptimize(output.contentWidth);
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+  state.SetBytesProcessed(int64_t(state.iterations()) * screen.bytes);
 }
 BENCHMARK(BM_LayoutRecording);
 
 void BM_LayoutNullDevice(benchmark::State& state) {
-  Rows rows;
+  Screen screen;
   NullDevice device;
   TalMonTextLayout layout;
-  TalMonPaintInput input = Screen(rows);
+  TalMonPaintInput input = PaintInput(screen);
   for (auto _ : state) {
     TalMonPaintOutput output;
     layout.Draw(device, input, output);
     benchmark::DoNotOptimize(output.contentWidth);
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+  state.SetBytesProcessed(int64_t(state.iterations()) * screen.bytes);
 }
 BENCHMARK(BM_LayoutNullDevice);
 
 // Baseline: fetch every row twice (two passes) and find its markup characters.
 void BM_BaselineScanRows(benchmark::State& state) {
-  Rows rows;
+  Screen screen;
   for (auto _ : state) {
     size_t tokens = 0;
     for (int pass = 0; pass < 2; ++pass) {
       for (uint32_t r = 0;; ++r) {
         const char* text = nullptr;
         uint32_t length = 0;
-        if (!rows.GetRow(r, text, length)) break;
+        if (!screen.reader.GetRow(r, text, length)) break;
         for (const char* p = text; *p;) {
           p += std::strcspn(p, "\t()");
           if (*p) ++p;
@@ -133,38 +125,38 @@ void BM_BaselineScanRows(benchmark::State& state) {
     }
     benchmark::DoNotOptimize(tokens);
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+  state.SetBytesProcessed(int64_t(state.iterations()) * screen.bytes);
 }
 BENCHMARK(BM_BaselineScanRows);
 
 void BM_Terminal(benchmark::State& state) {
-  Rows rows;
+  Screen screen;
   TalMonTerminalOptions options;
   options.columns = 120;
   std::vector<std::string> lines;
   for (auto _ : state) {
-    TalMonRenderTerminal(rows, 0, 50, options, lines);
+    TalMonRenderTerminal(screen.reader, 0, 50, options, lines);
     benchmark::DoNotOptimize(lines.data());
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+  state.SetBytesProcessed(int64_t(state.iterations()) * screen.bytes);
 }
 BENCHMARK(BM_Terminal);
 
 // Baseline: copy each row into a line as it stands, markup and all.
 void BM_BaselineCopyLines(benchmark::State& state) {
-  Rows rows;
+  Screen screen;
   std::vector<std::string> lines;
   for (auto _ : state) {
     lines.clear();
     for (uint32_t r = 0; r < 50; ++r) {
       const char* text = nullptr;
       uint32_t length = 0;
-      if (!rows.GetRow(r, text, length)) break;
+      if (!screen.reader.GetRow(r, text, length)) break;
       lines.emplace_back(text, length);
     }
     benchmark::DoNotOptimize(lines.data());
   }
-  state.SetBytesProcessed(int64_t(state.iterations()) * int64_t(rows.Bytes()));
+  state.SetBytesProcessed(int64_t(state.iterations()) * screen.bytes);
 }
 BENCHMARK(BM_BaselineCopyLines);
 

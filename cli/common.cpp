@@ -76,6 +76,22 @@ bool Arguments::Parse(const std::vector<std::string>& args, const std::vector<Op
   return true;
 }
 
+bool ParseCommandLine(const std::string& command, const std::vector<std::string>& args,
+                      const std::vector<OptionDef>& defs, const char* help, Arguments& parsed,
+                      int& code, bool stopAtWord) {
+  std::string error;
+  if (!parsed.Parse(args, defs, error, stopAtWord)) {
+    code = UsageError(command, error);
+    return false;
+  }
+  if (parsed.Help()) {
+    std::fputs(help, stdout);
+    code = kExitOk;
+    return false;
+  }
+  return true;
+}
+
 bool Arguments::Has(const std::string& name) const {
   for (const auto& o : options_) {
     if (o.first == name) return true;

@@ -48,6 +48,13 @@ class Arguments {
   bool help_ = false;
 };
 
+// The start of every command: parses its words (Arguments::Parse) and answers "--help" with
+// help on standard output. True when the command goes on with parsed; false with code the
+// exit status to return: kExitOk after the help, kExitUsage after a usage error.
+bool ParseCommandLine(const std::string& command, const std::vector<std::string>& args,
+                      const std::vector<OptionDef>& defs, const char* help, Arguments& parsed,
+                      int& code, bool stopAtWord = false);
+
 // Parses a decimal number from 1 to 9999, the range of session numbers.
 bool ParseSessionNumber(const std::string& text, unsigned int& session);
 // Parses a whole number from min to max.

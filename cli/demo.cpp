@@ -164,12 +164,8 @@ class Demo {
 
 int CommandDemo(const Args& args) {
   Arguments a;
-  std::string problem;
-  if (!a.Parse(args, {{"seconds", 0, true}}, problem)) return UsageError("demo", problem);
-  if (a.Help()) {
-    std::fputs(kDemoHelp, stdout);
-    return kExitOk;
-  }
+  int code = kExitOk;
+  if (!ParseCommandLine("demo", args, {{"seconds", 0, true}}, kDemoHelp, a, code)) return code;
   if (!a.Positional().empty()) return UsageError("demo", "takes no arguments");
   long seconds = 10;
   if (a.Has("seconds") && !ParseNumber(a.Value("seconds", ""), 1, 3600, seconds)) {
@@ -184,7 +180,6 @@ int CommandDemo(const Args& args) {
   IMonitorWriter* log = nullptr;
   IMonitorWriter* files = nullptr;
   IMonitorWriter* errors = nullptr;
-  int code = kExitOk;
   if (TalOpenMonitorWriter(session, "Log", false, &log) &&
       TalOpenMonitorWriter(session, "Files", false, &files) &&
       TalOpenMonitorWriter(session, "Errors", false, &errors)) {

@@ -32,12 +32,8 @@ const char kActivityHelp[] =
 
 int CommandSessions(const Args& args) {
   Arguments a;
-  std::string error;
-  if (!a.Parse(args, {}, error)) return UsageError("sessions", error);
-  if (a.Help()) {
-    std::fputs(kSessionsHelp, stdout);
-    return kExitOk;
-  }
+  int code = kExitOk;
+  if (!ParseCommandLine("sessions", args, {}, kSessionsHelp, a, code)) return code;
   if (!a.Positional().empty()) return UsageError("sessions", "takes no arguments");
   const std::vector<unsigned int> sessions = ListSessions();
   if (sessions.empty()) {
@@ -62,15 +58,11 @@ int CommandSessions(const Args& args) {
 
 int CommandPages(const Args& args) {
   Arguments a;
-  std::string error;
-  if (!a.Parse(args, {}, error)) return UsageError("pages", error);
-  if (a.Help()) {
-    std::fputs(kPagesHelp, stdout);
-    return kExitOk;
-  }
+  int code = kExitOk;
+  if (!ParseCommandLine("pages", args, {}, kPagesHelp, a, code)) return code;
   if (a.Positional().size() > 1) return UsageError("pages", "too many arguments");
   unsigned int session = 0;
-  if (int code = ChooseSession("pages", a.Positional(), 0, session)) return code;
+  if ((code = ChooseSession("pages", a.Positional(), 0, session)) != kExitOk) return code;
   unsigned int activity = kTalMonStopped;
   TalMonitorGetActivity(session, &activity);
   std::printf("Session %04u, %s\n", session, ActivityName(activity));
@@ -89,22 +81,18 @@ int CommandPages(const Args& args) {
 
 int CommandActivity(const std::string& name, const Args& args) {
   Arguments a;
-  std::string error;
-  if (!a.Parse(args, {}, error)) return UsageError(name, error);
-  if (a.Help()) {
-    std::fputs(kActivityHelp, stdout);
-    return kExitOk;
-  }
+  int code = kExitOk;
+  if (!ParseCommandLine(name, args, {}, kActivityHelp, a, code)) return code;
   if (a.Positional().size() > 1) return UsageError(name, "too many arguments");
   unsigned int session = 0;
-  if (int code = ChooseSession(name, a.Positional(), 0, session)) return code;
-  const std::string which = "session " + std::to_string(session);
-  unsigned int activity = kTalMonStopped;
-  TalMonitorGetActivity(session, &activity);
+  if ((code = ChooseSession(name, a.Positional(), 0, session)) != kExitOk) return code;
   if (name == "stop") {
     TalMonitorSetActivity(session, kTalMonStopped);
     return kExitOk;
   }
+  const std::string which = "session " + std::to_string(session);
+  unsigned int activity = kTalMonStopped;
+  TalMonitorGetActivity(session, &activity);
   // Resuming a session without a live producer changes nothing and the library reports no
   // failure for it; say so rather than pretend it runs.
   if (activity == kTalMonStopped) return Fail("cannot " + name + " " + which + ": it is stopped");

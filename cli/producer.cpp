@@ -93,13 +93,10 @@ const char kRunHelp[] =
 
 int CommandWrite(const Args& args) {
   Arguments a;
-  std::string problem;
-  if (!a.Parse(args, {{"session", 's', true}, {"temporary", 0, false}}, problem)) {
-    return UsageError("write", problem);
-  }
-  if (a.Help()) {
-    std::fputs(kWriteHelp, stdout);
-    return kExitOk;
+  int code = kExitOk;
+  if (!ParseCommandLine("write", args, {{"session", 's', true}, {"temporary", 0, false}},
+                        kWriteHelp, a, code)) {
+    return code;
   }
   if (a.Positional().size() != 1) return UsageError("write", "give exactly one PAGE");
   const std::string page = a.Positional()[0];
@@ -149,12 +146,8 @@ int CommandWrite(const Args& args) {
 
 int CommandRun(const Args& args) {
   Arguments a;
-  std::string problem;
-  if (!a.Parse(args, {{"page", 0, true}}, problem, true)) return UsageError("run", problem);
-  if (a.Help()) {
-    std::fputs(kRunHelp, stdout);
-    return kExitOk;
-  }
+  int code = kExitOk;
+  if (!ParseCommandLine("run", args, {{"page", 0, true}}, kRunHelp, a, code, true)) return code;
   if (a.Positional().empty()) return UsageError("run", "no command given");
   const std::string outputPage = a.Value("page", "Output");
   const std::string errorPage = a.Has("page") ? outputPage + "Errors" : "Errors";
@@ -180,6 +173,7 @@ int CommandRun(const Args& args) {
   os::CatchInterrupts();
   os::Child child;
   int status = 0;
+  std::string problem;
   if (!os::Spawn(a.Positional(), child, problem, status)) {
     const std::string message = "cannot run " + a.Positional()[0] + ": " + problem;
     trace(*err, block, error) << message.c_str();

@@ -179,12 +179,12 @@ class MergedSource : public RowSource {
   void Refresh() override {
     for (const std::string& page : ListPages(session_)) {
       if (std::find(pages_.begin(), pages_.end(), page) != pages_.end()) continue;
-      IMonitorReader* page_reader = nullptr;
-      if (TalOpenMonitorReader(session_, page.c_str(), &page_reader) &&
-          reader_->AddReader(page_reader)) {
+      IMonitorReader* pageReader = nullptr;
+      if (TalOpenMonitorReader(session_, page.c_str(), &pageReader) &&
+          reader_->AddReader(pageReader)) {
         pages_.push_back(page);
       } else {
-        TalCloseMonitorReader(page_reader);
+        TalCloseMonitorReader(pageReader);
       }
     }
     reader_->Update();
@@ -270,20 +270,16 @@ int Follow(RowSource& source, unsigned int session, RowPrinter& printer, bool te
 
 int CommandShow(const Args& args) {
   Arguments a;
-  std::string error;
-  if (!a.Parse(args,
-               {{"follow", 'f', false},
-                {"merged", 0, false},
-                {"pages", 0, false},
-                {"color", 0, true},
-                {"colour", 0, true},
-                {"width", 0, true}},
-               error)) {
-    return UsageError("show", error);
-  }
-  if (a.Help()) {
-    std::fputs(kShowHelp, stdout);
-    return kExitOk;
+  int code = kExitOk;
+  if (!ParseCommandLine("show", args,
+                        {{"follow", 'f', false},
+                         {"merged", 0, false},
+                         {"pages", 0, false},
+                         {"color", 0, true},
+                         {"colour", 0, true},
+                         {"width", 0, true}},
+                        kShowHelp, a, code)) {
+    return code;
   }
   const auto& words = a.Positional();
   if (words.size() > 2) return UsageError("show", "too many arguments");
@@ -319,7 +315,7 @@ int CommandShow(const Args& args) {
     return UsageError("show", "--merged and --pages show all pages; give no PAGE with them");
   }
   unsigned int session = 0;
-  if (int code = ChooseSession("show", sessionWord, 0, session)) return code;
+  if ((code = ChooseSession("show", sessionWord, 0, session)) != kExitOk) return code;
   const bool follow = a.Has("follow");
   if (hasPage && !follow) {
     const std::vector<std::string> pages = ListPages(session);

@@ -1,36 +1,17 @@
-// Test support: a reader over rows held in a vector and a paint of those rows on the
-// recording device. Header-only; used by this module's tests.
+// Test support: a paint of rows held in a vector on the recording device. Header-only; used
+// by this module's tests.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <string>
-#include <utility>
 #include <vector>
 
-#include "talmon/scrollbar.h"
 #include "talmon/textctrl.h"
 #include "textctrl/recording_device.h"
+#include "textctrl/vector_reader.h"
 
 namespace talmon_test {
-
-class VectorReader : public IMonitorReader {
- public:
-  explicit VectorReader(std::vector<std::string> rows) : rows_(std::move(rows)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows_.size());
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows_.size()) return false;
-    text = rows_[row].c_str();
-    length = static_cast<uint32_t>(rows_[row].size());
-    return true;
-  }
-
- private:
-  std::vector<std::string> rows_;
-};
 
 struct RecordedPaint {
   TalMonRecordingDevice device;

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "talmon/scrollbar.h"
 #include "talmon/terminal.h"
 #include "textctrl/layout_testing.h"
 

@@ -115,14 +115,6 @@ std::vector<TalMonRecordedCall> TalMonRecordingDevice::Of(TalMonRecordedCall::Op
   return out;
 }
 
-std::vector<std::string> TalMonRecordingDevice::DrawnTexts() const {
-  std::vector<std::string> out;
-  for (const TalMonRecordedCall& c : calls) {
-    if (c.op == TalMonRecordedCall::kDrawText) out.push_back(c.text);
-  }
-  return out;
-}
-
 std::string TalMonRecordingDevice::Describe() const {
   std::string out;
   char line[256];

@@ -1,5 +1,5 @@
 // TalMonRecordingDevice: a drawing device with fixed metrics that logs every call, for tests
-// of layout rules (this module's, the terminal tool's, the Qt control's). Internal to
+// of layout rules (this module's, the Qt control's) and the layout benchmark. Internal to
 // libtalmon's build; one thread.
 #pragma once
 
@@ -62,8 +62,6 @@ class TalMonRecordingDevice : public TalMonDevice {
 
   // The calls of one kind, in order.
   std::vector<TalMonRecordedCall> Of(TalMonRecordedCall::Op op) const;
-  // The drawn texts, in order.
-  std::vector<std::string> DrawnTexts() const;
   // One line per call, for failure messages.
   std::string Describe() const;
   void Clear() {

@@ -67,14 +67,19 @@ void DecodeShown(const char* text, size_t length, F emit) {
   }
 }
 
+// The length of the ASCII run text starts with. Rows are mostly ASCII: such a run takes a
+// cell per byte, and DecodeShown resumes after it as it would have at that byte.
+size_t AsciiRun(const char* text, size_t length) {
+  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
+  size_t n = 0;
+  while (n < length && s[n] < 0x80)
+    ++n;
+  return n;
+}
+
 // How many cells the text takes: one per character shown (DecodeShown).
 int64_t CountShown(const char* text, size_t length) {
-  // Rows are mostly ASCII, one byte per cell; decoding resumes after the ASCII run as it
-  // would have at that byte.
-  const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
-  size_t ascii = 0;
-  while (ascii < length && s[ascii] < 0x80)
-    ++ascii;
+  const size_t ascii = AsciiRun(text, length);
   int64_t cells = static_cast<int64_t>(ascii);
   DecodeShown(text + ascii, length - ascii, [&](char32_t) { ++cells; });
   return cells;
@@ -226,7 +231,7 @@ void TalMonTerminalDevice::BeginRow(uint32_t row, int32_t) {
       capacity_ = capacity;
     }
     at = rows_.insert(at, {row, lines_.size()});
-    lines_.push_back(RowLine{row, 0});
+    lines_.push_back(RowLine{0});
   }
   line_ = &lines_[at->second];
   lineCells_ = cells_.get() + at->second * columns;
@@ -279,12 +284,9 @@ int32_t TalMonTerminalDevice::DrawText(const char* text, int32_t length, const T
     cell.dim = dim;
     if (opaque) cell.back = back;
   };
-  // Rows are mostly ASCII: its leading run takes a cell per byte, straight to the cells that
-  // lie on the line; decoding resumes after it as it would have at that byte.
+  // The leading ASCII run goes straight to the cells that lie on the line, a byte per cell.
   const unsigned char* bytes = reinterpret_cast<const unsigned char*>(text);
-  size_t ascii = 0;
-  while (ascii < n && bytes[ascii] < 0x80)
-    ++ascii;
+  const size_t ascii = AsciiRun(text, n);
   const int64_t asciiEnd = std::min<int64_t>(first + static_cast<int64_t>(ascii), to);
   for (int64_t c = std::max(first, from); c < asciiEnd; ++c)
     paint(c, ShownAscii(bytes[c - first]));
@@ -397,12 +399,13 @@ bool TalMonTerminalDevice::Element(const TalMonElement& e) {
       Put(first + 1 + static_cast<int64_t>(name.size()), U']');
       break;
     }
-    case TalMonElement::kColumn: {
-      const int64_t c = ColumnOf(r.left);
-      Put(c, kDivider);
-      if (line_ != nullptr && c >= 0 && c < int64_t{options_.columns}) Reach(c + 1)[c].dim = true;
+    case TalMonElement::kColumn:
+      // The one cell at the divider's left edge.
+      ForCells(r.left, r.left + kCellWidth, [](Cell& c, int64_t) {
+        c.ch = kDivider;
+        c.dim = true;
+      });
       break;
-    }
   }
   return true;
 }
@@ -498,7 +501,7 @@ bool TalMonRenderTerminal(IMonitorReader& reader, uint32_t first, uint32_t count
     return true;
   }
   const uint32_t rows = std::min({count, total - first, kMaxRows});
-  const int32_t columns = static_cast<int32_t>(std::min(options.columns, kMaxColumns));
+  const auto columns = static_cast<int32_t>(options.columns);  // at most kMaxColumns
 
   RowWindow window(reader, first, rows);
   device.Reset();

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "talmon/terminal.h"
-#include "textctrl/layout_testing.h"
+#include "textctrl/vector_reader.h"
 
 namespace {
 

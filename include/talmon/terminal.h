@@ -4,7 +4,6 @@
 #pragma once
 
 #include <cstdint>
-#include <map>
 #include <memory>
 #include <string>
 #include <utility>
@@ -101,9 +100,8 @@ class TALMON_EXPORT TalMonTerminalDevice : public TalMonDevice {
   };
   // A row's line. Its cells hold what was painted from column 0 up to painted; those beyond,
   // up to options_.columns, are blank. Most rows fill a fraction of a wide terminal, and a
-  // paint then never pays for the width it leaves empty.
+  // paint then never pays for the width it leaves empty. The row's number is kept in rows_.
   struct RowLine {
-    uint32_t row;
     uint32_t painted;
   };
 
