@@ -83,6 +83,12 @@ uint32_t MissingError(const char* path) {
   return kErrorPathNotFound;
 }
 
+// The reason a call on path failed with errno, telling a missing file from a missing
+// directory.
+void SetPathError(const char* path) {
+  SetLastError(errno == ENOENT ? MissingError(path) : MapErrno(errno));
+}
+
 // Null and over-long paths are refused before any system call.
 bool CheckPath(const char* path) {
   if (!path) {
@@ -145,12 +151,6 @@ void Unregister(KorinFile* f) {
   registry.files.erase(f);
 }
 
-void SleepMs(uint32_t ms) {
-  timespec t{static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000L};
-  while (nanosleep(&t, &t) != 0 && errno == EINTR) {
-  }
-}
-
 // Takes the writer's exclusive lock. The held test of another process takes a shared lock
 // for an instant; such a lock must not turn into a sharing violation, so while only shared
 // locks stand in the way the attempt is repeated for a little while.
@@ -163,7 +163,7 @@ bool LockExclusive(int fd) {
       return false;
     }
     flock(fd, LOCK_UN);
-    SleepMs(1);
+    Korin_Sleep(1);
   }
   errno = EWOULDBLOCK;
   return false;
@@ -306,6 +306,19 @@ bool CloseFile(KorinFile* handle) {
   return true;
 }
 
+// A read or write needs an open handle and, unless it moves nothing, a buffer.
+bool CheckTransfer(KorinHandle handle, const void* buffer, uint32_t size) {
+  if (!KorinIsOpen(handle)) {
+    SetLastError(kErrorInvalidHandle);
+    return false;
+  }
+  if (!buffer && size != 0) {
+    SetLastError(kErrorInvalidParameter);
+    return false;
+  }
+  return true;
+}
+
 }  // namespace
 
 bool Korin_CloseHandle(KorinHandle handle) {
@@ -322,14 +335,7 @@ bool Korin_CloseHandle(KorinHandle handle) {
 bool Korin_ReadFileAt(KorinHandle handle, uint64_t offset, void* buffer, uint32_t size,
                       uint32_t* done) {
   if (done) *done = 0;
-  if (!KorinIsOpen(handle)) {
-    SetLastError(kErrorInvalidHandle);
-    return false;
-  }
-  if (!buffer && size != 0) {
-    SetLastError(kErrorInvalidParameter);
-    return false;
-  }
+  if (!CheckTransfer(handle, buffer, size)) return false;
   uint32_t total = 0;
   while (total < size) {
     ssize_t n = pread(handle->fd, static_cast<char*>(buffer) + total, size - total,
@@ -350,14 +356,7 @@ bool Korin_ReadFileAt(KorinHandle handle, uint64_t offset, void* buffer, uint32_
 bool Korin_WriteFileAt(KorinHandle handle, uint64_t offset, const void* buffer, uint32_t size,
                        uint32_t* done) {
   if (done) *done = 0;
-  if (!KorinIsOpen(handle)) {
-    SetLastError(kErrorInvalidHandle);
-    return false;
-  }
-  if (!buffer && size != 0) {
-    SetLastError(kErrorInvalidParameter);
-    return false;
-  }
+  if (!CheckTransfer(handle, buffer, size)) return false;
   uint32_t total = 0;
   while (total < size) {
     ssize_t n = pwrite(handle->fd, static_cast<const char*>(buffer) + total, size - total,
@@ -394,7 +393,7 @@ const char* Korin_GetHandlePath(KorinHandle handle) {
 int Korin_DeleteFile(const char* path) {
   if (!CheckPath(path)) return 0;
   if (unlink(path) != 0) {
-    SetLastError(errno == ENOENT ? MissingError(path) : MapErrno(errno));
+    SetPathError(path);
     return 0;
   }
   return 1;
@@ -403,7 +402,7 @@ int Korin_DeleteFile(const char* path) {
 bool Korin_MoveFile(const char* from, const char* to) {
   if (!CheckPath(from) || !CheckPath(to)) return false;
   if (RenameNoReplace(from, to) != 0) {
-    SetLastError(errno == ENOENT ? MissingError(from) : MapErrno(errno));
+    SetPathError(from);
     return false;
   }
   return true;
@@ -430,7 +429,7 @@ bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out) {
   }
   struct stat st;
   if (stat(path, &st) != 0) {
-    SetLastError(errno == ENOENT ? MissingError(path) : MapErrno(errno));
+    SetPathError(path);
     return false;
   }
   out->size = static_cast<uint64_t>(st.st_size);
@@ -450,7 +449,7 @@ bool Korin_FileExists(const char* path) {
   if (!CheckPath(path)) return false;
   struct stat st;
   if (stat(path, &st) != 0) {
-    SetLastError(errno == ENOENT ? MissingError(path) : MapErrno(errno));
+    SetPathError(path);
     return false;
   }
   return true;
@@ -476,7 +475,9 @@ bool Korin_IsHeld(const char* path) {
 }
 
 void Korin_Sleep(uint32_t ms) {
-  SleepMs(ms);
+  timespec t{static_cast<time_t>(ms / 1000), static_cast<long>(ms % 1000) * 1000000L};
+  while (nanosleep(&t, &t) != 0 && errno == EINTR) {
+  }
 }
 
 uint32_t Korin_GetCurrentProcessId() {

@@ -1,3 +1,4 @@
+// Activity control over the session markers and the producer's waiting loop.
 #include "session/activity.h"
 
 #include <cstdint>
@@ -93,6 +94,8 @@ bool PollActivity(unsigned int session) {
   if (Present(session, kStopMarker)) return false;
   if (Present(session, kPauseMarker)) return true;
   if (Present(session, kPlayMarker)) return true;
+  // Looked at again: a pause that renames "Play.TXT" between the two looks above is not
+  // taken for a session without a marker.
   return Present(session, kPauseMarker);
 }
 

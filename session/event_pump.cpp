@@ -1,11 +1,12 @@
+// The registered event pump, swapped atomically so registration may race a round.
 #include "session/event_pump.h"
 
 #include <atomic>
 
 namespace {
 
-std::atomic<bool (*)()> g_pumpPending{nullptr};
-std::atomic<void (*)()> g_idle{nullptr};
+std::atomic<bool (*)()> gPumpPending{nullptr};
+std::atomic<void (*)()> gIdle{nullptr};
 
 }  // namespace
 
@@ -13,25 +14,25 @@ void TalMonRegisterEventPump(const TalMonEventPump* pump) {
   // The idle hook goes first and comes off last, so a round never runs an idle hook of a
   // different pump than the one it pumped with.
   if (pump == nullptr) {
-    g_pumpPending.store(nullptr);
-    g_idle.store(nullptr);
+    gPumpPending.store(nullptr);
+    gIdle.store(nullptr);
     return;
   }
-  g_idle.store(pump->idle);
-  g_pumpPending.store(pump->pumpPending);
+  gIdle.store(pump->idle);
+  gPumpPending.store(pump->pumpPending);
 }
 
 namespace talmon {
 
 bool HasEventPump() {
-  return g_pumpPending.load() != nullptr;
+  return gPumpPending.load() != nullptr;
 }
 
 bool PumpEvents() {
-  bool (*pumpPending)() = g_pumpPending.load();
+  bool (*pumpPending)() = gPumpPending.load();
   if (pumpPending == nullptr) return true;
   const bool goOn = pumpPending();
-  if (void (*idle)() = g_idle.load()) {
+  if (void (*idle)() = gIdle.load()) {
     idle();
     idle();
   }

@@ -1,3 +1,4 @@
+// The page facades and the process-wide session behind TalMonitorWriterPage.
 #include "talmon/pages.h"
 
 #include "core/file.h"
@@ -16,16 +17,16 @@ struct ProcessSession {
     if (definer != nullptr && owner == Korin_GetCurrentProcessId()) delete definer;
   }
 };
-ProcessSession g_processSession;
+ProcessSession gProcessSession;
 
-unsigned int g_readerSession = 0;
+unsigned int gReaderSession = 0;
 
 SessionDefiner& ProcessSessionDefiner() {
-  if (g_processSession.definer == nullptr) {
-    g_processSession.definer = new SessionDefiner;
-    g_processSession.owner = Korin_GetCurrentProcessId();
+  if (gProcessSession.definer == nullptr) {
+    gProcessSession.definer = new SessionDefiner;
+    gProcessSession.owner = Korin_GetCurrentProcessId();
   }
-  return *g_processSession.definer;
+  return *gProcessSession.definer;
 }
 
 }  // namespace
@@ -100,7 +101,7 @@ TalMonitorWriterPage::operator IMonitorReader&() {
 }
 
 unsigned int TalMonitorWriterPage::GetSession() {
-  return g_processSession.definer != nullptr ? g_processSession.definer->GetSession() : 0;
+  return gProcessSession.definer != nullptr ? gProcessSession.definer->GetSession() : 0;
 }
 
 int TalMonitorWriterPage::DoEvents() {
@@ -115,12 +116,12 @@ struct TalMonitorReaderPage::Shared {
 };
 
 void TalMonitorReaderPage::SetSession(unsigned int session) {
-  g_readerSession = session;
+  gReaderSession = session;
 }
 
 TalMonitorReaderPage::TalMonitorReaderPage(const char* page) : shared_(new Shared) {
   IMonitorReader* reader = nullptr;
-  if (TalOpenMonitorReader(g_readerSession, page, &reader)) shared_->reader = reader;
+  if (TalOpenMonitorReader(gReaderSession, page, &reader)) shared_->reader = reader;
 }
 
 TalMonitorReaderPage::TalMonitorReaderPage(const TalMonitorReaderPage& other)

@@ -1,14 +1,15 @@
+// The multi-page readers: page order, the merge by stamp, and the session overview.
 #include "talmon/readers.h"
 
 #include <atomic>
 #include <cstdio>
-#include <cstring>
 #include <set>
 #include <stdexcept>
 #include <string>
 
 #include "core/file.h"
 #include "core/listing.h"
+#include "core/little_endian.h"
 #include "core/path.h"
 #include "session/session_store.h"
 #include "storage/memory.h"
@@ -22,19 +23,10 @@ constexpr uint32_t kRecordSize = 8;
 // Merge records are gathered and written in blocks of this many bytes.
 constexpr size_t kIndexBlock = 64 * 1024;
 
-void PutU32(unsigned char* out, uint32_t value) {
-  out[0] = static_cast<unsigned char>(value);
-  out[1] = static_cast<unsigned char>(value >> 8);
-  out[2] = static_cast<unsigned char>(value >> 16);
-  out[3] = static_cast<unsigned char>(value >> 24);
-}
-
-uint32_t GetU32(const unsigned char* in) {
-  return static_cast<uint32_t>(in[0]) | static_cast<uint32_t>(in[1]) << 8 |
-         static_cast<uint32_t>(in[2]) << 16 | static_cast<uint32_t>(in[3]) << 24;
-}
-
 }  // namespace
+
+using Korin::GetU32;
+using Korin::PutU32;
 
 // ---- TalMonitorReaderPageOrder --------------------------------------------------------
 
@@ -73,7 +65,6 @@ bool TalMonitorReaderPageOrder::Update() {
   while (select.Read(page)) {
     IMonitorReader* reader = nullptr;
     if (!TalOpenMonitorReader(session_, page, &reader) || reader == nullptr) continue;
-    readers_.reserve(readers_.size() + 1);
     readers_.push_back(reader);
   }
   for (size_t i = 0; i < readers_.size(); ++i) {
@@ -131,7 +122,7 @@ bool TalMonitorReaderPageOrder::GetRow(uint32_t row, const char*& text, uint32_t
 // ---- TalMonitorReaderTime -------------------------------------------------------------
 
 TalMonitorReaderTime::TalMonitorReaderTime()
-    : indexPath_{}, index_(nullptr), cursor_(0), total_(0), merged_(0) {}
+    : indexPath_{}, index_(nullptr), cursor_(0), total_(0) {}
 
 TalMonitorReaderTime::~TalMonitorReaderTime() {
   for (IMonitorReader* reader : readers_)
@@ -150,6 +141,7 @@ bool TalMonitorReaderTime::SetPageName(const char* path) {
 
 bool TalMonitorReaderTime::AddReader(IMonitorReader* reader) {
   if (reader == nullptr) return false;
+  // Room in all three first: a failed allocation leaves them in step, the reader unowned.
   readers_.reserve(readers_.size() + 1);
   nextRow_.reserve(readers_.size() + 1);
   pending_.reserve(readers_.size() + 1);
@@ -197,7 +189,6 @@ bool TalMonitorReaderTime::Update() {
     nextRow_[i] = 0;
     pending_[i] = 0;
   }
-  merged_ = 0;
 
   std::vector<unsigned char> block;
   block.reserve(kIndexBlock);
@@ -238,7 +229,6 @@ bool TalMonitorReaderTime::Update() {
       PutU32(record + 4, nextRow_[i]);
       block.insert(block.end(), record, record + kRecordSize);
       if (block.size() >= kIndexBlock && !writeBlock()) return false;
-      ++merged_;
       ++nextRow_[i];
       pending_[i] = 0;
       wrote = true;
@@ -348,8 +338,8 @@ bool TalMonitorReaderSession::Update() {
   Korin::File(directory).listFiles(names, Korin::IFileFilter::getMatchAllFileFilter(), false);
   std::set<unsigned int> sessions;
   for (const Korin::String& name : names) {
-    int number = 0;
-    if (std::sscanf(name, "%04d", &number) != 1 || number <= 0) continue;
+    const int number = talmon::LeadingSession(name);
+    if (number <= 0) continue;
     if (Korin::File(directory, name).isDirectory()) continue;
     sessions.insert(static_cast<unsigned int>(number));
   }

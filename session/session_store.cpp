@@ -1,3 +1,4 @@
+// The session store: numbering, clean-up and page listing over the data directory.
 #include "session/session_store.h"
 
 #include <algorithm>
@@ -44,15 +45,13 @@ bool JoinPath(char* out, const char* head, const char* tail) {
   return true;
 }
 
-namespace {
-
-// The session a file name belongs to: its leading number, at most four digits; 0 when it
-// has none.
 int LeadingSession(const char* name) {
   int number = 0;
   if (std::sscanf(name, "%04d", &number) != 1) return 0;
   return number;
 }
+
+namespace {
 
 // The session whose clean-up pattern "%04d*.*" can match name: its first four characters
 // as digits, or 0.
@@ -121,21 +120,20 @@ bool ResolveSession(bool newSession, unsigned int* session, char* path) {
     Korin::SplitPath(path, drive, dir, name, ext);
 
     if (*session == 0) {
-      const std::string directory = path;
+      const char* const directory = path;  // unchanged until the prefix is made below
       std::vector<Korin::String> names;
-      Korin::File(directory.c_str())
-          .listFiles(names, Korin::IFileFilter::getMatchAllFileFilter(), false);
+      Korin::File(directory).listFiles(names, Korin::IFileFilter::getMatchAllFileFilter(), false);
       unsigned int highest = 0;
       uint32_t total = 0;  // wraps; only "zero" and "became smaller" matter
       for (const Korin::String& entry : names) {
-        const Korin::File file(directory.c_str(), entry);
+        const Korin::File file(directory, entry);
         if (file.isDirectory()) continue;
         const int number = LeadingSession(entry);
         if (number <= 0) continue;
         highest = std::max(highest, static_cast<unsigned int>(number));
         char filePath[Korin::kMaxPath];
         KorinFileAttributes attributes;
-        if (JoinPath(filePath, directory.c_str(), entry) &&
+        if (JoinPath(filePath, directory, entry) &&
             Korin_GetFileAttributesEx(filePath, &attributes)) {
           total += static_cast<uint32_t>(attributes.size);
         }
@@ -144,15 +142,14 @@ bool ResolveSession(bool newSession, unsigned int* session, char* path) {
       *session = highest;
       if (newSession && total != 0) {
         const uint32_t before = total;
-        RemoveOldSessions(directory.c_str(), names, *session, total);
+        RemoveOldSessions(directory, names, *session, total);
         if (total < before) continue;
       }
     }
 
     char number[16];
     std::snprintf(number, sizeof number, "%04d", static_cast<int>(*session));
-    if (!Korin_makepath(path, drive, dir, number, ext)) return false;
-    return true;
+    return Korin_makepath(path, drive, dir, number, ext);
   }
 }
 
@@ -175,10 +172,7 @@ bool CSortableStringArray::Compare(int i, int j, bool& after) {
 
 bool CSortableStringArray::Swap(int i, int j) {
   Korin::String& a = At(i);
-  Korin::String& b = At(j);
-  Korin::String temporary = a;
-  a = b;
-  b = temporary;
+  std::swap(a, At(j));
   return true;
 }
 

@@ -21,11 +21,15 @@ bool GetDataDirectoryPath(char* path);
 //   an earlier session that is not held by a live process has been removed. When the
 //   removal freed anything with a size, the directory is scanned again, so the number is
 //   one above what survived (1 when nothing did).
-// A file's session is its leading number read with "%04d" (at most four digits: "12345x"
-// is session 1234); names without one, or with 0, are never counted nor removed.
+// A file's session is its LeadingSession; names without one, or with 0, are never counted
+// nor removed.
 // False only when there is no data directory: nothing is ever made relative to the
 // working directory.
 bool ResolveSession(bool newSession, unsigned int* session, char* path);
+
+// The session a file name belongs to: its leading number read with "%04d" (at most four
+// digits: "12345x" is 1234); 0 when it has none.
+int LeadingSession(const char* name);
 
 // True when name may be appended to a session prefix: not null, no "/", not "." or "..".
 bool IsSafePageName(const char* name);

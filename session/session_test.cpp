@@ -267,14 +267,14 @@ TEST(Activity, MarkerMadeInClosedModeReplacesAnEndedProducersMarker) {
 }
 
 // A pump that counts its calls and meets a quit request at the given call (0: never).
-int g_pumped = 0;
-int g_idled = 0;
-int g_quitAt = 0;
+int gPumped = 0;
+int gIdled = 0;
+int gQuitAt = 0;
 bool CountingPump() {
-  return ++g_pumped != g_quitAt;
+  return ++gPumped != gQuitAt;
 }
 void CountingIdle() {
-  ++g_idled;
+  ++gIdled;
 }
 
 TEST(Activity, RegisteredPumpRunsEachRoundAndItsQuitStops) {
@@ -284,24 +284,24 @@ TEST(Activity, RegisteredPumpRunsEachRoundAndItsQuitStops) {
   const TalMonEventPump pump = {CountingPump, CountingIdle};
   TalMonRegisterEventPump(&pump);
   EXPECT_TRUE(TalMonitorDoEvents(session));
-  EXPECT_EQ(g_pumped, 1);
-  EXPECT_EQ(g_idled, 2);
+  EXPECT_EQ(gPumped, 1);
+  EXPECT_EQ(gIdled, 2);
 
-  g_quitAt = 2;  // a quit while playing stops, but is no stop of the session
+  gQuitAt = 2;  // a quit while playing stops, but is no stop of the session
   EXPECT_FALSE(TalMonitorDoEvents(session));
   EXPECT_EQ(Activity(session), 1u);
 
   ASSERT_TRUE(TalMonitorSetActivity(session, 2));
-  g_pumped = 0;
-  g_quitAt = 4;  // the first look and two rounds of waiting pass
+  gPumped = 0;
+  gQuitAt = 4;  // the first look and two rounds of waiting pass
   EXPECT_FALSE(TalMonitorDoEvents(session));
-  EXPECT_EQ(g_pumped, 4);
+  EXPECT_EQ(gPumped, 4);
   EXPECT_EQ(Activity(session), 2u);
 
   TalMonRegisterEventPump(nullptr);
   ASSERT_TRUE(TalMonitorSetActivity(session, 1));
   EXPECT_TRUE(TalMonitorDoEvents(session));
-  EXPECT_EQ(g_pumped, 4);  // nothing registered, nothing pumped
+  EXPECT_EQ(gPumped, 4);  // nothing registered, nothing pumped
 }
 
 // ---- The C interface ------------------------------------------------------------------

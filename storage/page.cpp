@@ -6,6 +6,8 @@
 #include <cstring>
 #include <stdexcept>
 
+#include "core/little_endian.h"
+
 namespace {
 
 // Flags of a page's files: random access, not content-indexed, normal; a temporary page
@@ -33,19 +35,6 @@ const uint32_t gRowBase = 0;
 std::vector<char>& RowBuffer() {
   static std::vector<char>* const buffer = new std::vector<char>(kFirstRead + 1);
   return *buffer;
-}
-
-// The files store integers little-endian whatever the host's order.
-void PutU32(unsigned char* p, uint32_t v) {
-  p[0] = static_cast<unsigned char>(v);
-  p[1] = static_cast<unsigned char>(v >> 8);
-  p[2] = static_cast<unsigned char>(v >> 16);
-  p[3] = static_cast<unsigned char>(v >> 24);
-}
-
-uint32_t GetU32(const unsigned char* p) {
-  return static_cast<uint32_t>(p[0]) | static_cast<uint32_t>(p[1]) << 8 |
-         static_cast<uint32_t>(p[2]) << 16 | static_cast<uint32_t>(p[3]) << 24;
 }
 
 KorinHandle OpenForReading(const char* path) {
@@ -80,6 +69,9 @@ KorinHandle CreateForWriting(const char* path, bool deleteOnClose) {
 }
 
 }  // namespace
+
+using Korin::GetU32;
+using Korin::PutU32;
 
 TalMonitorBase::TalMonitorBase() = default;
 

@@ -1,3 +1,4 @@
+// The time-of-day source over localtime_r, replaceable for tests.
 #include "trace/local_time.h"
 
 #include <time.h>
@@ -14,16 +15,16 @@ bool ReadSystemLocalTime(TalMonClockTime& out) {
   return true;
 }
 
-TalMonLocalTimeSource g_source = ReadSystemLocalTime;
+TalMonLocalTimeSource gSource = ReadSystemLocalTime;
 
 }  // namespace
 
 bool TalMonReadLocalTime(TalMonClockTime& out) {
-  return g_source(out);
+  return gSource(out);
 }
 
 TalMonLocalTimeSource TalMonSetLocalTimeSource(TalMonLocalTimeSource source) {
-  TalMonLocalTimeSource previous = g_source;
-  g_source = source != nullptr ? source : ReadSystemLocalTime;
+  TalMonLocalTimeSource previous = gSource;
+  gSource = source != nullptr ? source : ReadSystemLocalTime;
   return previous;
 }

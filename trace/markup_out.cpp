@@ -1,3 +1,4 @@
+// Decimal and time-span formatting into caller buffers.
 #include "trace/markup_out.h"
 
 size_t TalMonFormatDecimal(long long value, char* out) {

@@ -1,22 +1,23 @@
+// The tag pool: one static block and a stack counter.
 #include "trace/tag_pool.h"
 
 namespace {
 
-alignas(TagPool::kSlotAlign) unsigned char g_storage[TagPool::kLimit + TagPool::kSlotSize];
-size_t g_counter = 0;
+alignas(TagPool::kSlotAlign) unsigned char gStorage[TagPool::kLimit + TagPool::kSlotSize];
+size_t gCounter = 0;
 
 }  // namespace
 
 void* TagPool::Allocate() {
-  if (g_counter >= kLimit) return nullptr;
-  g_counter += kSlotSize;
-  return g_storage + g_counter;
+  if (gCounter >= kLimit) return nullptr;
+  gCounter += kSlotSize;
+  return gStorage + gCounter;
 }
 
 void TagPool::Release() {
-  if (g_counter >= kSlotSize) g_counter -= kSlotSize;
+  if (gCounter >= kSlotSize) gCounter -= kSlotSize;
 }
 
 size_t TagPool::Used() {
-  return g_counter;
+  return gCounter;
 }

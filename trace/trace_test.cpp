@@ -151,10 +151,10 @@ TEST_F(TraceTest, EachTagWritesItsMarkup) {
 }
 
 // A factory argument runs only when its turn comes, after the tags before it have begun.
-std::string g_seenByFactory;
-RecordingWriter* g_writer = nullptr;
+std::string gSeenByFactory;
+RecordingWriter* gWriter = nullptr;
 IMonitorTag* ProbeFactory() {
-  g_seenByFactory = g_writer->log;
+  gSeenByFactory = gWriter->log;
   return tab();
 }
 
@@ -171,15 +171,15 @@ TEST_F(TraceTest, TagsBeginInOrderAndEndInReverseAndCopiesOwnNone) {
             "{close}{close}{close}{close}");
 
   RecordingWriter three;
-  g_writer = &three;
+  gWriter = &three;
   { trace(three, block(), section(), flat()) << "y"; }
   { trace(three, bold, ProbeFactory, error); }
-  EXPECT_EQ(g_seenByFactory, "\n{push}{open flat}y{close}{pop}{flush}\n{open bold}");
-  EXPECT_EQ(three.log, g_seenByFactory + "(tab){open error}{close}{close}");
+  EXPECT_EQ(gSeenByFactory, "\n{push}{open flat}y{close}{pop}{flush}\n{open bold}");
+  EXPECT_EQ(three.log, gSeenByFactory + "(tab){open error}{close}{close}");
   // A block whose flush fails leaves its row open.
   three.failFlush = true;
   { trace(three, block) << "z"; }
-  EXPECT_EQ(three.log, g_seenByFactory + "(tab){open error}{close}{close}\nz");
+  EXPECT_EQ(three.log, gSeenByFactory + "(tab){open error}{close}{close}\nz");
 }
 
 // Whether `t << value` compiles.

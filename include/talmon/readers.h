@@ -95,7 +95,6 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   std::vector<uint32_t> pending_;
   uint32_t cursor_;
   uint32_t total_;
-  uint32_t merged_;
 };
 
 // One row per session of the data directory, filled by Update, in the row markup:
