@@ -8,7 +8,8 @@
 int main() {
   unsigned int session = 0;
   IMonitorWriter* page = nullptr;
-  if (!TalCreateMonitorSession(&session) || !TalOpenMonitorWriter(session, "Example", true, &page)) {
+  if (!TalCreateMonitorSession(&session) ||
+      !TalOpenMonitorWriter(session, "Example", true, &page)) {
     std::fprintf(stderr, "producer: cannot open a page in the data directory\n");
     return 1;
   }

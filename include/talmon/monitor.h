@@ -100,9 +100,9 @@ class TALMON_EXPORT MonitorReaderNull : public IMonitorReader {
  public:
   MonitorReaderNull() = default;
   ~MonitorReaderNull() override;
-  bool Update() override;  // true
-  bool GetCount(uint32_t& count) override;  // 0, true
-  bool GetStamp(uint32_t row, uint32_t& stamp) override;  // false
+  bool Update() override;                                                   // true
+  bool GetCount(uint32_t& count) override;                                  // 0, true
+  bool GetStamp(uint32_t row, uint32_t& stamp) override;                    // false
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;  // false
 
   // The process-wide instance, made at library start.
