@@ -14,6 +14,11 @@ struct TalMonEventPump {
   // One pass of idle processing (deferred deletions and the like). Called twice per round,
   // after pumpPending. May be null.
   void (*idle)();
+  // Blocks the calling thread until a UI event is pending for it, fd becomes readable, or
+  // timeoutMs pass, whichever comes first; dispatches nothing. The paused wait passes the
+  // data directory watch's descriptor here so that it sleeps on both at once. May be null:
+  // the library then waits on fd alone, in short slices between pumps.
+  void (*waitEvents)(int fd, int timeoutMs);
 };
 
 // Registers pump (copied); null unregisters. Call it at load or unload, not while another
