@@ -281,7 +281,7 @@ TEST(Activity, RegisteredPumpRunsEachRoundAndItsQuitStops) {
   ScopedDataDir dir;
   unsigned int session = 0;
   ASSERT_TRUE(TalCreateMonitorSession(&session));
-  const TalMonEventPump pump = {CountingPump, CountingIdle};
+  const TalMonEventPump pump = {CountingPump, CountingIdle, nullptr};
   TalMonRegisterEventPump(&pump);
   EXPECT_TRUE(TalMonitorDoEvents(session));
   EXPECT_EQ(gPumped, 1);
