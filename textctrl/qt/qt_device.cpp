@@ -151,7 +151,10 @@ int32_t TalMonQtDevice::DrawText(const char* text, int32_t length, const TalMonR
     width = metrics.horizontalAdvance(s);
   }
   const int32_t end = Clamp32(origin.x + width);
-  const TalMonRect cell{origin.x, rect.bottom - metrics.height(), end, rect.bottom};
+  // The text's top sits at origin.y (the current position, two pixels into the row), as the
+  // boxes drawn around text expect; the row's bottom edge cuts what a tall font would pass.
+  const TalMonRect cell{origin.x, origin.y, end,
+                        std::min(Clamp32(int64_t{origin.y} + metrics.height()), rect.bottom)};
   const QRect visible = Visible(cell);
   if (visible.isEmpty()) return end;
   if (mode_ == TalMonBkMode::kOpaque) painter_.fillRect(visible, Colour(backColour_));
@@ -160,8 +163,15 @@ int32_t TalMonQtDevice::DrawText(const char* text, int32_t length, const TalMonR
     painterFont_ = static_cast<int>(font_);
   }
   painter_.setPen(Colour(textColour_));
-  // Bottom-aligned: the text's cell ends at the rectangle's bottom edge.
-  painter_.drawText(QPoint(origin.x, rect.bottom - metrics.descent()), s);
+  const QPoint baseline(origin.x, origin.y + metrics.ascent());
+  if (int64_t{origin.y} + metrics.height() <= rect.bottom) {
+    painter_.drawText(baseline, s);
+  } else {
+    painter_.save();
+    painter_.setClipRect(visible);
+    painter_.drawText(baseline, s);
+    painter_.restore();
+  }
   return end;
 }
 
