@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
+#include "bench/screen.h"
 #include "talmon/terminal.h"
 #include "talmon/textctrl.h"
-#include "bench/screen.h"
 #include "textctrl/recording_device.h"
 
 namespace {

@@ -17,8 +17,11 @@
 namespace {
 
 constexpr int kMaxImageSide = 4096;
-// Looked-up images kept per control; the cache starts over when it is full.
+// Looked-up images and measured runs kept per control; each cache starts over when full.
 constexpr int kMaxCachedImages = 256;
+constexpr int kMaxCachedRuns = 4096;
+// Longer runs are measured each time rather than kept.
+constexpr int kMaxCachedRunLength = 512;
 
 int32_t Clamp32(int64_t v) {
   return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX));
@@ -99,6 +102,28 @@ QPixmap TalMonQtResources::Image(const char* name, int width, int height) {
   return pixmap;
 }
 
+const TalMonQtResources::Run& TalMonQtResources::Measure(TalMonFont font, const char* text,
+                                                         int length) {
+  QByteArray key;
+  key.reserve(length + 1);
+  key.append(static_cast<char>(Index(font))).append(text, length);
+  auto found = runs_.constFind(key);
+  if (found != runs_.constEnd()) return found.value();
+  if (runs_.size() >= kMaxCachedRuns) runs_.clear();
+  Run run;
+  const QString s = QString::fromUtf8(text, length);
+  run.width = Metrics(font).horizontalAdvance(s);
+  run.text.setText(s);
+  run.text.setTextFormat(Qt::PlainText);
+  run.text.setPerformanceHint(QStaticText::AggressiveCaching);
+  if (length > kMaxCachedRunLength) {
+    static thread_local Run scratch;
+    scratch = run;
+    return scratch;
+  }
+  return runs_.insert(key, run).value();
+}
+
 TalMonQtDevice::TalMonQtDevice(QPainter& painter, const QPalette& palette,
                                TalMonQtResources& resources, const QRect& bounds)
     : painter_(painter), palette_(palette), resources_(resources), bounds_(bounds) {}
@@ -140,15 +165,16 @@ int32_t TalMonQtDevice::DrawText(const char* text, int32_t length, const TalMonR
                                  TalMonPoint origin, uint32_t format) {
   if (text == nullptr || length <= 0) return origin.x;
   const QFontMetrics& metrics = resources_.Metrics(font_);
-  QString s = QString::fromUtf8(text, length);
-  int64_t width = metrics.horizontalAdvance(s);
+  const TalMonQtResources::Run& run = resources_.Measure(font_, text, length);
+  int64_t width = run.width;
   if ((format & kTalMonDtCalcRect) != 0) return Clamp32(origin.x + width);
 
   const int64_t room = int64_t{rect.right} - origin.x;
   if (room <= 0) return origin.x;
+  QString elided;
   if (width > room) {
-    s = metrics.elidedText(s, Qt::ElideRight, static_cast<int>(room));
-    width = metrics.horizontalAdvance(s);
+    elided = metrics.elidedText(run.text.text(), Qt::ElideRight, static_cast<int>(room));
+    width = metrics.horizontalAdvance(elided);
   }
   const int32_t end = Clamp32(origin.x + width);
   // The text's top sits at origin.y (the current position, two pixels into the row), as the
@@ -163,15 +189,17 @@ int32_t TalMonQtDevice::DrawText(const char* text, int32_t length, const TalMonR
     painterFont_ = static_cast<int>(font_);
   }
   painter_.setPen(Colour(textColour_));
-  const QPoint baseline(origin.x, origin.y + metrics.ascent());
-  if (int64_t{origin.y} + metrics.height() <= rect.bottom) {
-    painter_.drawText(baseline, s);
-  } else {
+  const bool cut = int64_t{origin.y} + metrics.height() > rect.bottom;
+  if (cut) {
     painter_.save();
     painter_.setClipRect(visible);
-    painter_.drawText(baseline, s);
-    painter_.restore();
   }
+  if (elided.isNull()) {
+    painter_.drawStaticText(QPoint(origin.x, origin.y), run.text);
+  } else {
+    painter_.drawText(QPoint(origin.x, origin.y + metrics.ascent()), elided);
+  }
+  if (cut) painter_.restore();
   return end;
 }
 

@@ -10,6 +10,7 @@
 #include <QPalette>
 #include <QPixmap>
 #include <QRect>
+#include <QStaticText>
 #include <QString>
 #include <vector>
 
@@ -38,6 +39,13 @@ class TalMonQtResources {
   // name that is not a plain file name, and for a file that is not a regular file or whose
   // picture is larger than 4096 x 4096. Each name and size is looked up once.
   QPixmap Image(const char* name, int width, int height);
+  // The width of length bytes of UTF-8 text in font, and the text laid out for drawing. A
+  // screen repaints the same runs again and again, so both are kept from paint to paint.
+  struct Run {
+    int width = 0;
+    QStaticText text;
+  };
+  const Run& Measure(TalMonFont font, const char* text, int length);
 
  private:
   static int Index(TalMonFont font) { return static_cast<int>(font); }
@@ -45,6 +53,7 @@ class TalMonQtResources {
   QFont fonts_[5];
   std::vector<QFontMetrics> metrics_;
   QHash<QString, QPixmap> images_;
+  QHash<QByteArray, Run> runs_;
 };
 
 class TalMonQtDevice : public TalMonDevice {
