@@ -169,6 +169,11 @@ bool LockExclusive(int fd) {
   return false;
 }
 
+// The only files the library opens: regular, and owned by the caller's effective user.
+bool IsOwnRegularFile(const struct stat& st) {
+  return S_ISREG(st.st_mode) && st.st_uid == geteuid();
+}
+
 int RenameNoReplace(const char* from, const char* to) {
 #if defined(SYS_renameat2)
   long r = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 1L /* RENAME_NOREPLACE */);
@@ -195,7 +200,8 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
   if (!CheckPath(path)) return KorinInvalidHandle();
   const bool read = (desiredAccess & kGenericRead) != 0;
   const bool write = (desiredAccess & kGenericWrite) != 0;
-  int flags = O_CLOEXEC | (read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY));
+  int flags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK |
+              (read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY));
   bool create = false;
   bool exclusive = false;
   bool truncate = false;
@@ -241,7 +247,7 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
     return KorinInvalidHandle();
   }
   struct stat st;
-  if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+  if (fstat(fd, &st) != 0 || !IsOwnRegularFile(st)) {
     close(fd);
     SetLastError(kErrorAccessDenied);
     return KorinInvalidHandle();
@@ -428,14 +434,19 @@ bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out) {
     return false;
   }
   struct stat st;
-  if (stat(path, &st) != 0) {
+  if (lstat(path, &st) != 0) {
     SetPathError(path);
     return false;
   }
   out->size = static_cast<uint64_t>(st.st_size);
+  out->owned = st.st_uid == geteuid();
   if (S_ISDIR(st.st_mode)) {
     out->attributes = kFileAttributeDirectory;
-  } else if (S_ISREG(st.st_mode) && Korin_IsHeld(path)) {
+  } else if (S_ISLNK(st.st_mode)) {
+    out->attributes = kFileAttributeReparsePoint;
+  } else if (!S_ISREG(st.st_mode)) {
+    out->attributes = kFileAttributeDevice;
+  } else if (Korin_IsHeld(path)) {
     // Held files stand where the platform's temporary attribute stood: the session
     // clean-up keeps them.
     out->attributes = kFileAttributeTemporary;
@@ -448,7 +459,7 @@ bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out) {
 bool Korin_FileExists(const char* path) {
   if (!CheckPath(path)) return false;
   struct stat st;
-  if (stat(path, &st) != 0) {
+  if (lstat(path, &st) != 0) {
     SetPathError(path);
     return false;
   }
@@ -457,9 +468,16 @@ bool Korin_FileExists(const char* path) {
 
 bool Korin_IsHeld(const char* path) {
   if (!CheckPath(path)) return false;
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
   if (fd < 0) {
-    SetErrno(errno);
+    const int error = errno;
+    SetErrno(error);
+    return error == EACCES || error == EPERM;
+  }
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    close(fd);
+    SetLastError(kErrorAccessDenied);
     return false;
   }
   // flock locks belong to the open file description, so this also sees a lock that a
