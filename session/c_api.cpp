@@ -224,6 +224,13 @@ bool TalMonitorExecute(const char* name, IMonitorReader** reader) {
   }
 }
 
+bool TalCheckMonitorWriter(IMonitorWriter* writer) {
+  if (writer == nullptr) return false;
+  // Writers of other kinds keep their rows in memory, where nothing falls short.
+  const auto* page = dynamic_cast<const TalMonitorBase*>(writer);
+  return page == nullptr || page->CheckWrites();
+}
+
 bool TalCloseMonitorWriter(IMonitorWriter* writer) {
   delete writer;
   return true;
