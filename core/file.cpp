@@ -115,6 +115,7 @@ Registry& TheRegistry() {
 }
 
 bool CloseFile(KorinFile* f);
+bool WriteAllAt(int fd, uint64_t offset, const void* buffer, uint32_t size, uint32_t* done);
 
 // Closes the files but leaves the handles to their owners: a static object may still hold
 // one and close it later, when a freed handle or a reused descriptor would do harm.
@@ -363,9 +364,16 @@ bool Korin_WriteFileAt(KorinHandle handle, uint64_t offset, const void* buffer, 
                        uint32_t* done) {
   if (done) *done = 0;
   if (!CheckTransfer(handle, buffer, size)) return false;
+  return WriteAllAt(handle->fd, offset, buffer, size, done);
+}
+
+namespace {
+
+// Writes all size bytes at offset; *done (may be null) receives the count.
+bool WriteAllAt(int fd, uint64_t offset, const void* buffer, uint32_t size, uint32_t* done) {
   uint32_t total = 0;
   while (total < size) {
-    ssize_t n = pwrite(handle->fd, static_cast<const char*>(buffer) + total, size - total,
+    ssize_t n = pwrite(fd, static_cast<const char*>(buffer) + total, size - total,
                        static_cast<off_t>(offset + total));
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
@@ -379,6 +387,8 @@ bool Korin_WriteFileAt(KorinHandle handle, uint64_t offset, const void* buffer, 
   if (done) *done = total;
   return true;
 }
+
+}  // namespace
 
 bool Korin_SetEndOfFileAt(KorinHandle handle, uint64_t length) {
   if (!KorinIsOpen(handle)) {
@@ -412,6 +422,35 @@ bool Korin_MoveFile(const char* from, const char* to) {
     return false;
   }
   return true;
+}
+
+bool Korin_CreateFileWithContent(const char* path, const void* data, uint32_t size) {
+  if (!CheckPath(path) || (data == nullptr && size != 0)) return false;
+  char dir[Korin::kMaxDir];
+  Korin::SplitPath(path, nullptr, dir, nullptr, nullptr);
+  // An unnamed file in the directory, written whole, then given its name: nobody ever sees
+  // it part-written.
+  int fd = open(dir[0] != '\0' ? dir : ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  const bool unnamed = fd >= 0;
+  if (!unnamed && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    // A file system without unnamed files: made under its name, then written.
+    fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  }
+  if (fd < 0) {
+    SetPathError(path);
+    return false;
+  }
+  bool made = WriteAllAt(fd, 0, data, size, nullptr);
+  if (made && unnamed) {
+    char self[64];
+    snprintf(self, sizeof self, "/proc/self/fd/%d", fd);
+    made = linkat(AT_FDCWD, self, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+    if (!made) SetPathError(path);
+  } else if (!made && !unnamed) {
+    unlink(path);
+  }
+  close(fd);
+  return made;
 }
 
 bool Korin_CreateDirectory(const char* path) {

@@ -98,6 +98,11 @@ int Korin_DeleteFile(const char* path);
 // Renames from to to; fails (false, kErrorAlreadyExists) when to exists. The inode, and
 // with it any lock on it, moves with the name.
 bool Korin_MoveFile(const char* from, const char* to);
+// Creates path (mode 0600) holding exactly size bytes of data, all at once: other processes
+// see no file or the whole of it (an unnamed file is written, then linked under path; only
+// on a file system without unnamed files is it written under its name). Never replaces
+// anything at path: false (kErrorAlreadyExists) when path exists.
+bool Korin_CreateFileWithContent(const char* path, const void* data, uint32_t size);
 // Creates one directory level with mode 0700; false when it exists or cannot be made.
 bool Korin_CreateDirectory(const char* path);
 // The reason of the last failure of a Korin_ call on this thread.
@@ -110,6 +115,10 @@ struct KorinFileAttributes {
   uint64_t size = 0;
   bool owned = false;  // the caller's effective user owns it
 };
+// True for the attributes of a regular file (held or not).
+inline bool KorinIsRegular(const KorinFileAttributes& a) {
+  return (a.attributes & (kFileAttributeNormal | kFileAttributeTemporary)) != 0;
+}
 // Attributes of path itself (a link is not followed), plus the held test for regular
 // files; false when it does not exist or cannot be read.
 bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out);
