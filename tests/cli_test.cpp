@@ -3,10 +3,12 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <chrono>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,6 +17,7 @@
 
 #include "talmon/session.h"
 #include "talmon/trace.h"
+#include "tests/support/small_disk.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -42,6 +45,7 @@ Tool Start(const Words& args, int input = -1, bool captured = true, int errFd = 
   argv.push_back(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
+    signal(SIGPIPE, SIG_DFL);
     const int null = open("/dev/null", O_RDWR);
     dup2(input >= 0 ? input : null, 0);
     dup2(captured ? out[1] : null, 1);
@@ -90,6 +94,8 @@ struct Result {
 
 // Runs talmon to its end with input on standard input.
 Result Talmon(const Words& args, const std::string& input = "") {
+  // A tool that stops reading early (a failure) must not end the test with the pipe.
+  signal(SIGPIPE, SIG_IGN);
   int in[2], err[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
   Tool tool = Start(args, in[0], true, err[1]);
@@ -397,7 +403,8 @@ TEST(Cli, MissingSessionsAndPagesFailWithAClearMessage) {
   // A session whose producer has ended can be neither paused nor resumed, nor can a page it
   // does not have be shown.
   ASSERT_EQ(Talmon({"write", "Log"}, "row\n").status, 0);
-  for (const Words& args : {Words{"pause"}, Words{"resume"}, Words{"show", "Nope"}}) {
+  for (const Words& args :
+       {Words{"pause"}, Words{"resume"}, Words{"stop"}, Words{"show", "Nope"}}) {
     const Result r = Talmon(args);
     EXPECT_EQ(r.status, 1) << "case: " << Join(args);
     EXPECT_FALSE(r.err.empty()) << "case: " << Join(args);
@@ -423,6 +430,124 @@ TEST(Cli, SessionsAndPagesListWhatWasWritten) {
   EXPECT_NE(pages.out.find("Notes          2"), std::string::npos) << pages.out;
   EXPECT_EQ(pages.out.find("Scratch"), std::string::npos) << "a temporary page stays listed";
   EXPECT_EQ(pages.out.find("Play"), std::string::npos) << "the marker is listed as a page";
+}
+
+// Names the library would fold into another page, or that are the session's markers, are
+// refused before anything is made.
+TEST(Cli, PageNamesThatWouldMergeOrBeMarkersAreRefused) {
+  ScopedDataDir dir;
+  const struct {
+    Words args;
+    const char* message;
+  } cases[] = {
+      {{"write", "Log.v2"}, "would be written as the page 'Log'"},
+      {{"write", "-s", "1", "notes.txt"}, "may not contain '.'"},
+      {{"run", "--page", "build.log", "--", "true"}, "may not contain '.'"},
+      {{"write", "Pause"}, "the session's Pause marker"},
+      {{"write", "stop"}, "the session's Stop marker"},
+      {{"run", "--page", "PLAY", "--", "true"}, "the session's Play marker"},
+  };
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args, "row\n");
+    EXPECT_EQ(r.status, 2) << "case: " << Join(c.args);
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << "case: " << Join(c.args) << r.err;
+    EXPECT_EQ(dir.list(), Words{}) << "case: " << Join(c.args);
+  }
+}
+
+// A Pause marker beside "Play.TXT" reads as playing but holds the producer: the listing says
+// so, and resume lets the producer go on.
+TEST(Cli, ResumeFreesAProducerHeldByAStrayPauseMarker) {
+  ScopedDataDir dir;
+  int in[2];
+  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+  Tool writer = Start({"write", "Log"}, in[0], false);
+  close(in[0]);
+  ASSERT_EQ(write(in[1], "one\n", 4), 4);
+  ASSERT_EQ(WaitForRows(1, "Log", 0), 1u);
+  std::ofstream(dir.file("0001Pause.TXT")) << "";
+  Sleep(60);  // the writer looks at its session every 20 ms
+  ASSERT_EQ(write(in[1], "two\n", 4), 4);
+  Sleep(150);
+  EXPECT_EQ(Rows(1, "Log").size(), 1u) << "the Pause marker did not hold the producer";
+  const Result sessions = Talmon({"sessions"});
+  EXPECT_NE(sessions.out.find("0001     playing, held by a Pause marker"), std::string::npos)
+      << sessions.out;
+  EXPECT_EQ(Talmon({"resume"}).status, 0);
+  EXPECT_EQ(WaitForRows(1, "Log", 1), 2u) << "resume did not free the producer";
+  EXPECT_EQ(Talmon({"resume"}).status, 0) << "resuming a playing session changes nothing";
+  close(in[1]);
+  EXPECT_EQ(Wait(writer.pid), 0);
+  const Result stop = Talmon({"stop"});
+  EXPECT_EQ(stop.status, 1) << "stopping a session without a producer succeeded";
+  EXPECT_NE(stop.err.find("no live producer"), std::string::npos) << stop.err;
+}
+
+// talmon killed outright takes the command it runs along.
+TEST(CliRun, KilledToolTakesItsCommandAlong) {
+  ScopedDataDir dir;
+  Tool run = Start({"run", "--", "sh", "-c", "echo $$; exec sleep 30"}, -1, false);
+  ASSERT_EQ(WaitForRows(1, "Output", 0), 1u);
+  const pid_t command = std::stoi(Rows(1, "Output")[0]);
+  kill(run.pid, SIGKILL);
+  EXPECT_EQ(Wait(run.pid), 128 + SIGKILL);
+  const auto deadline = Clock::now() + std::chrono::seconds(5);
+  auto alive = [command] {
+    std::ifstream stat("/proc/" + std::to_string(command) + "/stat");
+    std::string pid, name, state;
+    return stat >> pid >> name >> state && state != "Z";
+  };
+  while (alive() && Clock::now() < deadline)
+    Sleep(10);
+  EXPECT_FALSE(alive()) << "the command outlived talmon";
+}
+
+// Data directories that cannot be trusted, and session numbers used up, fail with one clear
+// line; lost rows make the producing commands fail.
+TEST(Cli, UnsafeDirectoryUsedUpNumbersAndFullDiskAreReported) {
+  {
+    ScopedDataDir dir;
+    ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+    Result r = Talmon({"sessions"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("no usable data directory"), std::string::npos) << r.err;
+    setenv("TALMON_SHARED_DIR", "1", 1);
+    r = Talmon({"write", "Log"}, "shared\n");
+    unsetenv("TALMON_SHARED_DIR");
+    EXPECT_EQ(r.status, 0) << r.err;
+  }
+  {
+    ScopedDataDir dir;
+    std::ofstream(dir.file("9999Old.TXT")) << "";
+    const Result r = Talmon({"write", "Log"}, "row\n");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("numbers stop there"), std::string::npos) << r.err;
+  }
+  ScopedDataDir dir;
+  talmon_test::SmallDisk disk(dir.file("small"), 64 * 1024);
+  if (!disk.available()) GTEST_SKIP() << talmon_test::SmallDisk::kSkipMessage;
+  setenv("TALMON_DATA_DIR", disk.path().c_str(), 1);
+  const std::string lines = [] {
+    std::string text;
+    for (int i = 0; i < 4000; ++i)
+      text += "line " + std::to_string(i) + " of a log that does not fit\n";
+    return text;
+  }();
+  const struct {
+    Words args;
+    int status;
+  } cases[] = {
+      {{"write", "Log"}, 1},
+      {{"run", "--", "sh", "-c", "while :; do echo filling the disk; done | head -5000"}, 1},
+      {{"run", "--", "sh", "-c", "yes | head -20000; exit 4"}, 4}};
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args, lines);
+    EXPECT_EQ(r.status, c.status) << "case: " << Join(c.args);
+    EXPECT_NE(r.err.find("could not be written"), std::string::npos)
+        << "case: " << Join(c.args) << r.err;
+    for (const std::string& name : talmon_test::ScopedDataDir::ListDir(disk.path()))
+      unlink((disk.path() + name).c_str());
+  }
 }
 
 TEST(CliDemo, WritesEveryPageAndEndsWhenStopped) {

@@ -61,9 +61,11 @@ class ScopedDataDir {
   std::string file(const std::string& name) const { return path_ + name; }
 
   // Entry names of the directory, sorted byte-wise.
-  std::vector<std::string> list() const {
+  std::vector<std::string> list() const { return ListDir(path_); }
+  // Entry names of any directory, sorted byte-wise.
+  static std::vector<std::string> ListDir(const std::string& path) {
     std::vector<std::string> names;
-    if (DIR* d = opendir(path_.c_str())) {
+    if (DIR* d = opendir(path.c_str())) {
       while (dirent* e = readdir(d)) {
         std::string name = e->d_name;
         if (name != "." && name != "..") names.push_back(name);
