@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
 #include <fstream>
 #include <string>
@@ -245,6 +246,100 @@ TEST(CliShow, FollowPrintsAFlushedRowAtOnceAndEndsWithTheSession) {
   }
   close(show.out);
   EXPECT_EQ(out, "first\nsecond\n") << "a pipe gets plain text";
+}
+
+// Reads the follower's output to its end (at most timeoutMs); the lines.
+std::vector<std::string> ReadLines(int fd, int timeoutMs) {
+  std::string out;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (ReadSome(fd, out, 50) && Clock::now() < deadline) {
+  }
+  std::vector<std::string> lines;
+  for (size_t at = 0, end; (end = out.find('\n', at)) != std::string::npos; at = end + 1)
+    lines.push_back(out.substr(at, end - at));
+  return lines;
+}
+
+// Two producers write 200k rows each into pages of one session while followers read along:
+// merged or page by page, every row is printed exactly once, each page's rows in order.
+TEST(CliShow, FollowPrintsEveryRowOfEveryPageOnce) {
+  const struct {
+    const char* mode;
+    int rows;
+  } cases[] = {{"--merged", 200000}, {"--pages", 20000}};
+  for (const auto& c : cases) {
+    ScopedDataDir dir;
+    unsigned int session = 0;
+    ASSERT_TRUE(TalCreateMonitorSession(&session));
+    Tool show = Start({"show", "-f", c.mode});
+    std::vector<pid_t> writers;
+    for (const char* page : {"A", "B"}) {
+      writers.push_back(fork());
+      if (writers.back() != 0) continue;
+      IMonitorWriter* writer = nullptr;
+      if (!TalOpenMonitorWriter(session, page, false, &writer)) _exit(1);
+      for (int i = 0; i < c.rows; ++i) {
+        writer->Write((page + std::to_string(i) + "\n").c_str());
+        writer->Flush();
+      }
+      TalCloseMonitorWriter(writer);
+      _exit(0);
+    }
+    for (pid_t writer : writers)
+      EXPECT_EQ(Wait(writer, 60000), 0) << "case: " << c.mode;
+    TalCloseMonitorSession(session);
+    const std::vector<std::string> lines = ReadLines(show.out, 60000);
+    close(show.out);
+    EXPECT_EQ(Wait(show.pid, 5000), 0) << "case: " << c.mode;
+    // Each page ends with the empty row its last line feed began.
+    ASSERT_GE(lines.size(), 2u) << "case: " << c.mode;
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), ""), 2) << "case: " << c.mode;
+    int next[2] = {0, 0};
+    size_t wrong = 0;
+    for (const std::string& line : lines) {
+      if (line.empty()) continue;
+      int& expected = next[line[0] == 'A' ? 0 : 1];
+      if (line.size() > 1 && line.substr(1) == std::to_string(expected)) {
+        ++expected;
+      } else if (++wrong < 5) {
+        ADD_FAILURE() << "case: " << c.mode << ": '" << line << "' where row " << expected
+                      << " was due";
+      }
+    }
+    EXPECT_EQ(next[0], c.rows) << "case: " << c.mode;
+    EXPECT_EQ(next[1], c.rows) << "case: " << c.mode;
+    EXPECT_EQ(lines.size(), 2u * c.rows + 2) << "case: " << c.mode;
+  }
+}
+
+// A follower ends when no producer plays or pauses the session, no writer holds a page of it
+// and every row it can read is printed: a writer that joined the stopped session keeps it
+// going, a page that claims rows it cannot give does not.
+TEST(CliShow, FollowEndsOnlyWhenNothingCanAddRows) {
+  ScopedDataDir dir;
+  ASSERT_EQ(Talmon({"write", "Log"}, "done\n").status, 0);
+  // Two rows, "ab" and "cd", in a header that claims 1000.
+  const auto u32 = [](uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), 4); };
+  std::ofstream(dir.file("0001Bad.ROW"), std::ios::binary)
+      << u32(5) + u32(12 + 8 * 1000) + std::string(4, '\0') + u32(0) + u32(1) + u32(3) + u32(2);
+  std::ofstream(dir.file("0001Bad.TXT"), std::ios::binary) << "ab\ncd";
+  Tool show = Start({"show", "-f", "--pages", "1"});
+  EXPECT_EQ(Wait(show.pid, 5000), 0) << "a page claiming rows it cannot give kept it going";
+  EXPECT_EQ(ReadLines(show.out, 1000), (Words{"ab", "cd", "done"}));
+  close(show.out);
+
+  IMonitorWriter* late = nullptr;
+  ASSERT_TRUE(TalOpenMonitorWriter(1, "Late", false, &late));
+  show = Start({"show", "-f", "1"});
+  Sleep(300);
+  EXPECT_EQ(Wait(show.pid, 1), -1) << "ended while a writer held a page";
+  show = Start({"show", "-f", "1", "Late"});
+  trace(*late, block) << "joined";
+  Sleep(100);
+  TalCloseMonitorWriter(late);
+  EXPECT_EQ(Wait(show.pid, 5000), 0);
+  EXPECT_EQ(ReadLines(show.out, 1000), Words{"joined"});
+  close(show.out);
 }
 
 TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
