@@ -527,6 +527,41 @@ TEST(Cli, SessionsAndPagesListWhatWasWritten) {
   EXPECT_EQ(pages.out.find("Play"), std::string::npos) << "the marker is listed as a page";
 }
 
+// Links, FIFOs and other users' files named like pages are never followed, read, written or
+// waited on: the tool answers at once and the files they lead to stay as they were.
+TEST(Cli, HostileFilesInTheDataDirectoryAreNeitherFollowedNorWaitedOn) {
+  ScopedDataDir dir;
+  ASSERT_EQ(Talmon({"write", "Log"}, "mine\n").status, 0);
+  std::ofstream(dir.file("secret")) << "password";
+  ASSERT_EQ(symlink(dir.file("secret").c_str(), dir.file("0001Link.TXT").c_str()), 0);
+  ASSERT_EQ(symlink(dir.file("secret").c_str(), dir.file("0002Log.TXT").c_str()), 0);
+  ASSERT_EQ(mkfifo(dir.file("0001Fifo.TXT").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(dir.file("0001Fifo.ROW").c_str(), 0600), 0);
+  const struct {
+    Words args;
+    int status;
+  } cases[] = {
+      {{"sessions"}, 0},
+      {{"pages", "1"}, 0},
+      {{"show", "1"}, 0},
+      {{"show", "1", "Link"}, 1},
+      {{"show", "1", "Fifo"}, 1},
+      {{"show", "-f", "1"}, 0},
+      {{"write", "-s", "1", "Fifo"}, 1},
+      {{"write", "-s", "1", "Link"}, 1},
+  };
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args, "overwritten\n");
+    EXPECT_EQ(r.status, c.status) << "case: " << Join(c.args) << r.err;
+    EXPECT_EQ(r.out.find("password"), std::string::npos) << "case: " << Join(c.args);
+    EXPECT_EQ(r.out.find("Fifo"), std::string::npos) << "case: " << Join(c.args);
+  }
+  std::ifstream secret(dir.file("secret"));
+  std::string text;
+  secret >> text;
+  EXPECT_EQ(text, "password");
+}
+
 // Names the library would fold into another page, or that are the session's markers, are
 // refused before anything is made.
 TEST(Cli, PageNamesThatWouldMergeOrBeMarkersAreRefused) {
