@@ -26,17 +26,19 @@ class RowPrinter::Block : public IMonitorReader {
  public:
   // Reads rows [first, first + count) of reader, up to the first it cannot give.
   void Read(IMonitorReader& reader, uint32_t first, uint32_t count) {
-    text_.clear();
-    starts_.clear();
+    Clear();
     for (uint32_t row = first; row < first + count; ++row) {
       const char* text = nullptr;
       uint32_t length = 0;
       if (!reader.GetRow(row, text, length) || text == nullptr) break;
-      // A row ends at its first zero byte, whatever length says: that is all the layout reads.
-      starts_.push_back(text_.size());
-      text_.append(text, std::strlen(text));
-      text_.push_back('\0');
+      Append(text);
     }
+  }
+  // Takes rows [first, first + count) of rows.
+  void Assign(const std::vector<std::string>& rows, size_t first, size_t count) {
+    Clear();
+    for (size_t row = first; row < first + count; ++row)
+      Append(rows[row].c_str());
   }
   bool GetCount(uint32_t& count) override {
     count = static_cast<uint32_t>(starts_.size());
@@ -48,6 +50,18 @@ class RowPrinter::Block : public IMonitorReader {
     text = text_.data() + starts_[row];
     length = static_cast<uint32_t>(end - starts_[row] - 1);
     return true;
+  }
+
+ private:
+  void Clear() {
+    text_.clear();
+    starts_.clear();
+  }
+  // A row ends at its first zero byte, whatever a length says: that is all the layout reads.
+  void Append(const char* text) {
+    starts_.push_back(text_.size());
+    text_.append(text, std::strlen(text));
+    text_.push_back('\0');
   }
 
  private:
@@ -74,15 +88,28 @@ uint32_t RowPrinter::Print(IMonitorReader& reader, uint32_t first, uint32_t end)
   for (uint32_t row = first; row < end; row += kBlockRows) {
     const uint32_t count = std::min(kBlockRows, end - row);
     block_->Read(reader, row, count);
-    TalMonRenderTerminal(*block_, 0, count, *device_, lines_);
-    for (const std::string& line : lines_) {
-      std::fwrite(line.data(), 1, line.size(), out_);
-      std::putc('\n', out_);
-    }
-    printed += static_cast<uint32_t>(lines_.size());
-    if (lines_.size() < count) break;
+    const uint32_t lines = PrintBlock(count);
+    printed += lines;
+    if (lines < count) break;
   }
   return printed;
+}
+
+void RowPrinter::Print(const std::vector<std::string>& rows) {
+  for (size_t row = 0; row < rows.size(); row += kBlockRows) {
+    const uint32_t count = static_cast<uint32_t>(std::min<size_t>(kBlockRows, rows.size() - row));
+    block_->Assign(rows, row, count);
+    PrintBlock(count);
+  }
+}
+
+uint32_t RowPrinter::PrintBlock(uint32_t count) {
+  TalMonRenderTerminal(*block_, 0, count, *device_, lines_);
+  for (const std::string& line : lines_) {
+    std::fwrite(line.data(), 1, line.size(), out_);
+    std::putc('\n', out_);
+  }
+  return static_cast<uint32_t>(lines_.size());
 }
 
 // One followed page: its reader, how many of its rows were printed, and the texts of the last
@@ -98,29 +125,6 @@ struct PageFollower::Page {
   uint32_t printed = 0;
   std::deque<std::string> window;  // texts of rows [printed - size, printed)
 };
-
-namespace {
-
-// The rows of one Step, as a reader for the printer.
-class RowList : public IMonitorReader {
- public:
-  explicit RowList(std::vector<std::string> rows) : rows_(std::move(rows)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows_.size());
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows_.size()) return false;
-    text = rows_[row].c_str();
-    length = static_cast<uint32_t>(rows_[row].size());
-    return true;
-  }
-
- private:
-  std::vector<std::string> rows_;
-};
-
-}  // namespace
 
 PageFollower::~PageFollower() = default;
 
@@ -217,8 +221,7 @@ void PageFollower::Print(const std::vector<Row>& rows) {
   }
   while (shown_.size() > windowRows_)
     shown_.pop_front();
-  RowList list(std::move(texts));
-  printer_.Print(list, 0, static_cast<uint32_t>(rows.size()));
+  printer_.Print(texts);
 }
 
 bool PageFollower::Step(bool final, bool& more) {

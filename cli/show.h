@@ -27,9 +27,13 @@ class RowPrinter {
   // Prints rows [first, end) of reader; stops early at a row the reader cannot give. Returns
   // the number of rows printed.
   uint32_t Print(IMonitorReader& reader, uint32_t first, uint32_t end);
+  // Prints the rows given.
+  void Print(const std::vector<std::string>& rows);
 
  private:
   class Block;
+  // Renders and writes the first count rows of the block; the number of lines written.
+  uint32_t PrintBlock(uint32_t count);
 
   std::FILE* out_;
   TalMonTerminalOptions options_;

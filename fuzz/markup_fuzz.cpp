@@ -9,30 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "talmon/monitor.h"
 #include "talmon/terminal.h"
-
-namespace {
-
-class Rows : public IMonitorReader {
- public:
-  explicit Rows(std::vector<std::string> rows) : rows_(std::move(rows)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows_.size());
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows_.size()) return false;
-    text = rows_[row].c_str();
-    length = static_cast<uint32_t>(rows_[row].size());
-    return true;
-  }
-
- private:
-  std::vector<std::string> rows_;
-};
-
-}  // namespace
+#include "textctrl/vector_reader.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   if (size < 1) return 0;
@@ -49,7 +27,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
       rows.back() += static_cast<char>(data[i]);
     }
   }
-  Rows reader(std::move(rows));
+  talmon_test::VectorReader reader(std::move(rows));
   uint32_t count = 0;
   reader.GetCount(count);
   std::vector<std::string> lines;
