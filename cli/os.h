@@ -72,9 +72,8 @@ struct Child {
 // Starts argv[0] (looked up in PATH) as the leader of a new process group. Its standard input
 // is the tool's, except that a terminal is replaced by /dev/null: the command runs in a
 // background group and would be stopped at its first read of the terminal. The command is
-// killed when the tool dies, however it dies. False when it
-// cannot be started: error says why and exitStatus is the shell's code (127 not found, 126
-// not executable).
+// killed when the tool dies, however it dies. False when it cannot be started: error says why
+// and exitStatus is the shell's code (127 not found, 126 not executable).
 bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& error, int& exitStatus);
 
 enum class GroupSignal { kStop, kContinue, kTerminate, kKill };

@@ -72,13 +72,13 @@ bool CreateHeldMarker(const char* path) {
   std::snprintf(suffix, sizeof suffix, ".%s", pid);
   char temporary[Korin::kMaxPath];
   if (!JoinPath(temporary, path, suffix)) return false;
-  Korin_DeleteFile(temporary);  // left by an earlier process of the same id
+  RemoveOwnFile(temporary);  // left by an earlier process of the same id
   if (!Korin_CreateFileWithContent(temporary, pid, static_cast<uint32_t>(length))) return false;
   SessionStep("marker made");
   KorinHandle handle = Korin_CreateFile(temporary, kGenericWrite, kFileShareRead | kFileShareDelete,
                                         nullptr, kOpenExisting, flags, nullptr);
   if (!KorinIsOpen(handle)) {
-    Korin_DeleteFile(temporary);
+    RemoveOwnFile(temporary);
     return false;
   }
   SessionStep("marker held");

@@ -150,7 +150,11 @@ bool ResolveSession(bool newSession, unsigned int* session, char* path) {
   // Each round is one scan; a clean-up that freed bytes asks for another.
   for (;;) {
     if (newSession) *session = 0;
-    if (*session > kMaxSession || !GetDataDirectoryPath(path)) return false;
+    if (*session > kMaxSession) {
+      path[0] = '\0';
+      return false;
+    }
+    if (!GetDataDirectoryPath(path)) return false;
     char drive[Korin::kMaxDrive];
     char dir[Korin::kMaxDir];
     char name[Korin::kMaxFName];

@@ -2,6 +2,7 @@
 // is found whole in its page, nothing else is, and the dead session reads as stopped.
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -44,15 +45,24 @@ std::string RowText(int k, uint32_t i) {
   }
 }
 
-// What the producer reported: its session (0 when it died before) and how many rows it had
-// flushed.
-void ReadReports(int fd, unsigned int& session, uint32_t& flushed) {
-  session = 0;
-  flushed = 0;
-  if (read(fd, &session, sizeof session) != sizeof session) return;
+// The session the producer reports once it has made it; 0 when it died before, or did not
+// report within timeoutMs.
+unsigned int ReadSession(int fd, int timeoutMs) {
+  pollfd ready{fd, POLLIN, 0};
+  unsigned int session = 0;
+  if (poll(&ready, 1, timeoutMs) != 1 || read(fd, &session, sizeof session) != sizeof session) {
+    return 0;
+  }
+  return session;
+}
+
+// How many rows the dead producer reported flushed.
+uint32_t ReadFlushed(int fd) {
+  uint32_t flushed = 0;
   uint32_t row = 0;
   while (read(fd, &row, sizeof row) == sizeof row)
     flushed = row + 1;
+  return flushed;
 }
 
 // Checks both pages of the dead producer k; the number of its rows found.
@@ -95,15 +105,18 @@ TEST(Crash, EveryFlushedRowSurvivesRandomKills) {
       Produce(k, fds[1]);
     }
     close(fds[1]);
-    // From before the session exists to some hundreds of rows in.
-    usleep(std::uniform_int_distribution<useconds_t>(0, 4000)(random));
+    // One kill in four lands anywhere from the fork on, through the making of the session;
+    // the others some way into the rows, however slowly the producer starts.
+    unsigned int session = 0;
+    const bool early = random() % 4 == 0;
+    if (!early) session = ReadSession(fds[0], 10000);
+    usleep(std::uniform_int_distribution<useconds_t>(0, early ? 4000 : 3000)(random));
     kill(producer, SIGKILL);
     int status = 0;
     ASSERT_EQ(waitpid(producer, &status, 0), producer);
     ASSERT_TRUE(WIFSIGNALED(status)) << "kill " << k << ": the producer ended by itself";
-    unsigned int session = 0;
-    uint32_t flushed = 0;
-    ReadReports(fds[0], session, flushed);
+    if (early) session = ReadSession(fds[0], 0);
+    const uint32_t flushed = ReadFlushed(fds[0]);
     close(fds[0]);
     if (session == 0) continue;
     unsigned int activity = 9;
