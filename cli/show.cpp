@@ -153,27 +153,30 @@ uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows,
     }
   }
   if (count < page.printed) from = std::min(from, count);
-  uint32_t end = count;
-  if (end > from && end - from > kStepRows) {
-    end = from + kStepRows;
-    more = true;
-  }
+  const uint32_t end = count > from && count - from > kStepRows ? from + kStepRows : count;
   page.window.resize(from > windowStart ? std::min<size_t>(from - windowStart, page.window.size())
                                         : 0);
   page.printed = from;
   // A row the page cannot give (a corrupt or over-long row) ends its part of this Step.
+  // Stamps only order rows of different pages.
+  const bool stamps = order_ == Order::kStamp && pages_.size() > 1;
+  const size_t first = rows.size();
   for (uint32_t row = from; row < end; ++row) {
     const char* text = nullptr;
     uint32_t length = 0;
     uint32_t stamp = 0;
     if (!page.reader->GetRow(row, text, length) || text == nullptr) break;
     if (text[0] == '\0' && row + 1 == count && !final) break;
-    std::string copy = text;
-    page.reader->GetStamp(row, stamp);
-    page.window.push_back(copy);
-    rows.push_back(Row{stamp, index, row, std::move(copy)});
+    rows.push_back(Row{0, index, row, text});
+    if (stamps && page.reader->GetStamp(row, stamp)) rows.back().stamp = stamp;
     ++page.printed;
   }
+  // Rows are left when the Step stopped at its share, not at a row the page cannot give.
+  if (page.printed == end && end < count) more = true;
+  // The window keeps the last rows as printed, whichever Step printed them.
+  const size_t taken = rows.size() - first;
+  for (size_t i = first + (taken > windowRows_ ? taken - windowRows_ : 0); i < rows.size(); ++i)
+    page.window.push_back(rows[i].text);
   while (page.window.size() > windowRows_)
     page.window.pop_front();
   return from;
@@ -392,10 +395,12 @@ int Follow(unsigned int session, const std::string& page, PageFollower::Order or
     follower.Add(page, reader);
   }
   auto lastStep = std::chrono::steady_clock::now() - kMinStepInterval;
+  bool more = false;
   for (;;) {
     if (os::TakeInterrupt() != 0) return 130;
+    // Rows left over from the last Step are taken at once.
     const auto now = std::chrono::steady_clock::now();
-    if (now - lastStep < kMinStepInterval)
+    if (!more && now - lastStep < kMinStepInterval)
       std::this_thread::sleep_for(lastStep + kMinStepInterval - now);
     lastStep = std::chrono::steady_clock::now();
     if (terminal) {
@@ -407,7 +412,6 @@ int Follow(unsigned int session, const std::string& page, PageFollower::Order or
     const std::vector<std::string> pages = ListPages(session);
     AddPages(follower, session, page, pages);
     const bool live = activity != kTalMonStopped || AnyPageHeld(session, pages);
-    bool more = false;
     if (!follower.Step(false, more) && !live && !more) {
       follower.Step(true, more);
       return kExitOk;

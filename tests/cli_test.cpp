@@ -318,10 +318,10 @@ TEST(CliShow, FollowPrintsEveryRowOfEveryPageOnce) {
 TEST(CliShow, FollowEndsOnlyWhenNothingCanAddRows) {
   ScopedDataDir dir;
   ASSERT_EQ(Talmon({"write", "Log"}, "done\n").status, 0);
-  // Two rows, "ab" and "cd", in a header that claims 1000.
+  // Two rows, "ab" and "cd", in a header that claims a million.
   const auto u32 = [](uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), 4); };
   std::ofstream(dir.file("0001Bad.ROW"), std::ios::binary)
-      << u32(5) + u32(12 + 8 * 1000) + std::string(4, '\0') + u32(0) + u32(1) + u32(3) + u32(2);
+      << u32(5) + u32(12 + 8 * 1000000) + std::string(4, '\0') + u32(0) + u32(1) + u32(3) + u32(2);
   std::ofstream(dir.file("0001Bad.TXT"), std::ios::binary) << "ab\ncd";
   Tool show = Start({"show", "-f", "--pages", "1"});
   EXPECT_EQ(Wait(show.pid, 5000), 0) << "a page claiming rows it cannot give kept it going";
