@@ -13,22 +13,7 @@
 
 namespace {
 
-// Sets (or, for null, clears) an environment variable for the object's lifetime.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~ScopedEnv() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
-
- private:
-  const char* name_;
-  bool had_;
-  std::string old_;
-};
+using talmon_test::ScopedEnv;
 
 Korin::IAppData& AppData() {
   return *LoadAppDataManager()->GetAppData();

@@ -641,9 +641,8 @@ TEST(Cli, UnsafeDirectoryUsedUpNumbersAndFullDiskAreReported) {
     Result r = Talmon({"sessions"});
     EXPECT_EQ(r.status, 1);
     EXPECT_NE(r.err.find("no usable data directory"), std::string::npos) << r.err;
-    setenv("TALMON_SHARED_DIR", "1", 1);
+    talmon_test::ScopedEnv shared("TALMON_SHARED_DIR", "1");
     r = Talmon({"write", "Log"}, "shared\n");
-    unsetenv("TALMON_SHARED_DIR");
     EXPECT_EQ(r.status, 0) << r.err;
   }
   {
@@ -656,7 +655,7 @@ TEST(Cli, UnsafeDirectoryUsedUpNumbersAndFullDiskAreReported) {
   ScopedDataDir dir;
   talmon_test::SmallDisk disk(dir.file("small"), 64 * 1024);
   if (!disk.available()) GTEST_SKIP() << talmon_test::SmallDisk::kSkipMessage;
-  setenv("TALMON_DATA_DIR", disk.path().c_str(), 1);
+  talmon_test::ScopedEnv onDisk("TALMON_DATA_DIR", disk.path().c_str());
   const std::string lines = [] {
     std::string text;
     for (int i = 0; i < 4000; ++i)

@@ -23,19 +23,10 @@
 namespace {
 
 using talmon_test::ScopedDataDir;
+using talmon_test::ScopedEnv;
 using Strings = std::vector<std::string>;
 
 constexpr uid_t kNobody = 65534;  // the other user of the tests that run as root
-
-// Sets an environment variable for the object's lifetime.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) { setenv(name, value, 1); }
-  ~ScopedEnv() { unsetenv(name_); }
-
- private:
-  const char* name_;
-};
 
 int64_t Nanoseconds(clockid_t clock) {
   timespec ts;

@@ -1,5 +1,5 @@
-// Test support: a fresh data directory per test. Header-only; used by the tests of every
-// module and by the cross-process tests in tests/.
+// Test support: a fresh data directory per test, and environment variables set for a scope.
+// Header-only; used by the tests of every module and by the cross-process tests in tests/.
 #pragma once
 
 #include <dirent.h>
@@ -30,6 +30,25 @@ inline void RemoveTree(const std::string& path) {
     unlink(path.c_str());
   }
 }
+
+// Sets (or, for null, clears) an environment variable for the object's lifetime.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : name_(name) {
+    const char* old = getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    value ? setenv(name, value, 1) : unsetenv(name);
+  }
+  ~ScopedEnv() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* name_;
+  bool had_;
+  std::string old_;
+};
 
 // Makes a new directory under $TMPDIR (or /tmp), points TALMON_DATA_DIR at it for the
 // object's lifetime, and removes it afterwards. path() ends in "/".
