@@ -157,10 +157,10 @@ uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows,
   page.window.resize(from > windowStart ? std::min<size_t>(from - windowStart, page.window.size())
                                         : 0);
   page.printed = from;
-  // A row the page cannot give (a corrupt or over-long row) ends its part of this Step.
   // Stamps only order rows of different pages.
   const bool stamps = order_ == Order::kStamp && pages_.size() > 1;
   const size_t first = rows.size();
+  // A row the page cannot give (a corrupt or over-long row) ends its part of this Step.
   for (uint32_t row = from; row < end; ++row) {
     const char* text = nullptr;
     uint32_t length = 0;
@@ -215,11 +215,11 @@ void PageFollower::Sort(std::vector<Row>& rows) const {
   });
 }
 
-void PageFollower::Print(const std::vector<Row>& rows) {
+void PageFollower::Print(std::vector<Row>& rows) {
   std::vector<std::string> texts;
   texts.reserve(rows.size());
-  for (const Row& row : rows) {
-    texts.push_back(row.text);
+  for (Row& row : rows) {
+    texts.push_back(std::move(row.text));
     shown_.emplace_back(row.page, row.row);
   }
   while (shown_.size() > windowRows_)
@@ -249,13 +249,11 @@ bool PageFollower::Step(bool final, bool& more) {
 namespace {
 
 constexpr uint32_t kPipeColumns = 160;
-// While rows keep coming, Steps are at least this far apart: each one reads the window again
-// (and the merged reader merges all pages again), and a row still shows within 10 ms.
+// While rows keep coming, Steps are at least this far apart: each one reads every page's
+// window again, and a row still shows within 10 ms.
 constexpr auto kMinStepInterval = std::chrono::milliseconds(4);
 // A wake-up even without a change in the directory, in case a change was missed.
 constexpr int kIdleWaitMs = 250;
-
-enum class Mode { kPage, kPages, kMerged };
 
 // Where the rows come from; Refresh looks again for new pages and rows.
 class RowSource {

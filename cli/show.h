@@ -91,7 +91,8 @@ class PageFollower {
   // printed, and clears them.
   void Redraw(size_t page, uint32_t row);
   void Sort(std::vector<Row>& rows) const;
-  void Print(const std::vector<Row>& rows);
+  // Prints rows, whose texts it takes.
+  void Print(std::vector<Row>& rows);
 
   RowPrinter& printer_;
   std::FILE* out_;
