@@ -17,5 +17,6 @@ int CommandShow(const Args& args);
 int CommandWrite(const Args& args);
 int CommandRun(const Args& args);
 int CommandDemo(const Args& args);
+int CommandExport(const Args& args);
 
 }  // namespace talmon::cli

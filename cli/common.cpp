@@ -3,10 +3,10 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <set>
+#include <ctime>
 
-#include "cli/os.h"
 #include "talmon/session.h"
+#include "talmon/session_list.h"
 
 namespace talmon::cli {
 
@@ -119,6 +119,10 @@ bool ParseNumber(const std::string& text, long min, long max, long& value) {
   return true;
 }
 
+bool IsSessionWord(const std::string& word) {
+  return !word.empty() && word.find_first_not_of("0123456789") == std::string::npos;
+}
+
 bool ParseSessionNumber(const std::string& text, unsigned int& session) {
   long v = 0;
   if (!ParseNumber(text, 1, 9999, v)) return false;
@@ -126,56 +130,32 @@ bool ParseSessionNumber(const std::string& text, unsigned int& session) {
   return true;
 }
 
-std::string DataDirectory() {
-  // The prefix of a session is the data directory followed by four digits.
-  char prefix[kTalMonMaxPath] = {};
-  if (!TalMonitorDefineSession(1, prefix)) return "";
-  std::string dir = prefix;
-  return dir.size() >= 4 ? dir.substr(0, dir.size() - 4) : "";
+std::string DataDirectory(std::string* why) {
+  std::string dir;
+  TalMonGetDataDirectory(dir, why);
+  return dir;
 }
 
 std::vector<unsigned int> ListSessions() {
-  // A file belongs to the session of its leading number (four digits at most), as the
-  // library's own scan reads it; files without one belong to no session.
-  std::vector<std::string> names;
-  os::ListFiles(DataDirectory(), names);
-  std::set<unsigned int> sessions;
-  for (const std::string& name : names) {
-    unsigned int number = 0;
-    size_t i = 0;
-    while (i < name.size() && i < 4 && name[i] >= '0' && name[i] <= '9') {
-      number = number * 10 + static_cast<unsigned int>(name[i] - '0');
-      ++i;
-    }
-    if (i > 0 && number > 0) sessions.insert(number);
-  }
-  return std::vector<unsigned int>(sessions.begin(), sessions.end());
+  std::vector<TalMonSessionInfo> sessions;
+  TalMonListSessions(sessions);
+  std::vector<unsigned int> numbers;
+  for (const TalMonSessionInfo& info : sessions)
+    numbers.push_back(info.session);
+  return numbers;
 }
-
-namespace {
-
-bool IsMarker(const Korin::String& name) {
-  return name.compareIgnoreCase("Play") == 0 || name.compareIgnoreCase("Pause") == 0 ||
-         name.compareIgnoreCase("Stop") == 0;
-}
-
-}  // namespace
 
 bool SessionExists(unsigned int session) {
-  TalMonitorSelectPage select;
-  select.SetSession(session);
-  Korin::String name;
-  return select.Read(name);
+  TalMonSessionInfo info;
+  return TalMonGetSessionInfo(session, info);
 }
 
 std::vector<std::string> ListPages(unsigned int session) {
+  TalMonSessionInfo info;
+  TalMonGetSessionInfo(session, info);
   std::vector<std::string> pages;
-  TalMonitorSelectPage select;
-  select.SetSession(session);
-  Korin::String name;
-  while (select.Read(name)) {
-    if (!IsMarker(name)) pages.emplace_back(static_cast<const char*>(name));
-  }
+  for (const TalMonPageInfo& page : info.pages)
+    pages.push_back(page.name);
   return pages;
 }
 
@@ -185,49 +165,16 @@ std::string SessionFile(unsigned int session, const std::string& name) {
   return prefix + name;
 }
 
-uint32_t PageRows(unsigned int session, const std::string& page) {
-  IMonitorReader* reader = nullptr;
-  uint32_t rows = 0;
-  if (TalOpenMonitorReader(session, page.c_str(), &reader) && reader != nullptr) {
-    if (!reader->GetCount(rows)) rows = 0;
-  }
-  TalCloseMonitorReader(reader);
-  return rows;
+uint64_t PageSize(const TalMonPageInfo& page) {
+  // Its text, and the row file's header and one record per row.
+  return page.bytes + 12 + 8 * uint64_t{page.rows};
 }
 
-uint64_t PageSize(unsigned int session, const std::string& page) {
-  return os::FileSize(SessionFile(session, page + ".TXT")) +
-         os::FileSize(SessionFile(session, page + ".ROW"));
-}
-
-const char* ActivityName(unsigned int activity) {
-  switch (activity) {
-    case kTalMonPlaying:
-      return "playing";
-    case kTalMonPaused:
-      return "paused";
-    default:
-      return "stopped";
-  }
-}
-
-bool PauseStands(unsigned int session) {
-  const std::string pause = SessionFile(session, "Pause.TXT");
-  return os::IsOwnFile(pause) && (os::FileSize(pause) == 0 || os::IsHeld(pause));
-}
-
-std::string ActivityLabel(unsigned int session) {
-  unsigned int activity = kTalMonStopped;
-  TalMonitorGetActivity(session, &activity);
-  std::string label = ActivityName(activity);
-  if (activity == kTalMonPlaying && PauseStands(session)) label += ", held by a Pause marker";
+std::string StateLabel(const TalMonSessionInfo& info) {
+  std::string label = TalMonSessionStateWord(info.state);
+  if (info.pauseHeld) label += ", held by a Pause marker";
   return label;
 }
-
-const char kNoDataDirectory[] =
-    "no usable data directory: it is $TALMON_DATA_DIR, else $XDG_STATE_HOME/talmon, else\n"
-    "~/.local/state/talmon, and must be a directory of yours that nobody else may write\n"
-    "(TALMON_SHARED_DIR=1 accepts a directory shared with other users)";
 
 int MakeSession(unsigned int& session) {
   if (TalCreateMonitorSession(&session) && session != 0) return kExitOk;
@@ -253,6 +200,18 @@ std::string FormatSize(uint64_t bytes) {
     ++unit;
   }
   std::snprintf(text, sizeof text, "%.1f %s", value, units[unit]);
+  return text;
+}
+
+std::string FormatTime(int64_t seconds) {
+  if (seconds == 0) return "-";
+  const time_t t = static_cast<time_t>(seconds);
+  tm local{};
+  char text[32];
+  if (localtime_r(&t, &local) == nullptr ||
+      std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &local) == 0) {
+    return "-";
+  }
   return text;
 }
 

@@ -7,6 +7,8 @@
 #include <string>
 #include <vector>
 
+#include "talmon/session_list.h"
+
 namespace talmon::cli {
 
 // Exit codes: failures (a missing session, a refused rename) and usage errors.
@@ -55,40 +57,37 @@ bool ParseCommandLine(const std::string& command, const std::vector<std::string>
                       const std::vector<OptionDef>& defs, const char* help, Arguments& parsed,
                       int& code, bool stopAtWord = false);
 
+// True when word is written as a session number would be (digits only), so that a command
+// taking [SESSION] [NAME] tells them apart: "12" is a session, "Log" a name.
+bool IsSessionWord(const std::string& word);
 // Parses a decimal number from 1 to 9999, the range of session numbers.
 bool ParseSessionNumber(const std::string& text, unsigned int& session);
 // Parses a whole number from min to max.
 bool ParseNumber(const std::string& text, long min, long max, long& value);
 
-// The data directory, ending in "/".
-std::string DataDirectory();
-// The sessions that have files in the data directory, ascending.
+// The data directory, ending in "/"; "" when there is no usable one, and then why says which
+// directory and why in one line.
+std::string DataDirectory(std::string* why = nullptr);
+// The sessions that have files of the user's own in the data directory, ascending.
 std::vector<unsigned int> ListSessions();
-// True when the session has any file: a page or an activity marker.
+// True when the session has any file of the user's own: a page or an activity marker.
 bool SessionExists(unsigned int session);
 // The session's page names in the library's order, without the activity markers.
 std::vector<std::string> ListPages(unsigned int session);
 // The path of a session's file: prefix + name, e.g. SessionFile(3, "Log.TXT").
 std::string SessionFile(unsigned int session, const std::string& name);
-// Rows of a page, 0 when it cannot be read.
-uint32_t PageRows(unsigned int session, const std::string& page);
-// Bytes on disk of a page: its text and row files.
-uint64_t PageSize(unsigned int session, const std::string& page);
-// "playing", "paused" or "stopped".
-const char* ActivityName(unsigned int activity);
-// True when the session's "Pause.TXT" stands: the user's own, and empty (made by hand) or
-// held. Beside "Play.TXT" such a marker reads as playing but holds the producer.
-bool PauseStands(unsigned int session);
-// The session's activity in words, with the case of a playing session that a Pause marker
+// Bytes of a page on disk, from what its header publishes.
+uint64_t PageSize(const TalMonPageInfo& page);
+// The session's state in words, with the case of a playing session that a Pause marker
 // holds: "playing, held by a Pause marker".
-std::string ActivityLabel(unsigned int session);
+std::string StateLabel(const TalMonSessionInfo& info);
 // Starts a new session for a producing command; kExitOk, or prints why not (the data
 // directory, or session numbers used up to 9999) and returns kExitFailure.
 int MakeSession(unsigned int& session);
-// What the tool says when the library finds no data directory it may use.
-extern const char kNoDataDirectory[];
 // "512 B", "1.5 KiB", "20.0 MiB".
 std::string FormatSize(uint64_t bytes);
+// Seconds since the epoch as local time, "2026-11-24 02:51:10"; "-" for 0.
+std::string FormatTime(int64_t seconds);
 
 // Picks the session a command works on: positional[index] when given, which must be a session
 // number of an existing session, else the last session, which must be there. Returns kExitOk,

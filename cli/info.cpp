@@ -7,8 +7,8 @@
 
 #include "cli/commands.h"
 #include "cli/common.h"
-#include "cli/os.h"
 #include "talmon/session.h"
+#include "talmon/session_list.h"
 
 namespace talmon::cli {
 
@@ -17,13 +17,19 @@ namespace {
 const char kSessionsHelp[] =
     "Usage: talmon sessions\n"
     "\n"
-    "Lists every session of the data directory: its number, activity (playing, paused,\n"
-    "stopped), pages, rows and size on disk.\n";
+    "Lists every session of the data directory: its number, when it started, its activity,\n"
+    "pages, rows and size on disk. Activity is one of:\n"
+    "  playing   a live producer runs (\"held by a Pause marker\": it waits all the same)\n"
+    "  paused    a live producer waits to be resumed\n"
+    "  stopping  a live producer was told to stop and has not ended yet\n"
+    "  finished  the producer ended normally\n"
+    "  crashed   the producer died without ending its session\n";
 
 const char kPagesHelp[] =
     "Usage: talmon pages [SESSION]\n"
     "\n"
-    "Lists the pages of SESSION (default: the last session) with their rows and size.\n";
+    "Lists the pages of SESSION (default: the last session) with their rows, size, and\n"
+    "whether a live writer still writes them.\n";
 
 const char kActivityHelp[] =
     "Usage: talmon pause|resume|stop [SESSION]\n"
@@ -40,28 +46,26 @@ int CommandSessions(const Args& args) {
   int code = kExitOk;
   if (!ParseCommandLine("sessions", args, {}, kSessionsHelp, a, code)) return code;
   if (!a.Positional().empty()) return UsageError("sessions", "takes no arguments");
-  const std::vector<unsigned int> sessions = ListSessions();
+  std::vector<TalMonSessionInfo> sessions;
+  TalMonListSessions(sessions);
   if (sessions.empty()) {
     std::fprintf(stderr, "talmon: there are no sessions in %s\n", DataDirectory().c_str());
     return kExitOk;
   }
-  std::vector<std::string> labels;
   size_t width = 8;
-  for (unsigned int session : sessions) {
-    labels.push_back(ActivityLabel(session));
-    width = std::max(width, labels.back().size());
-  }
+  for (const TalMonSessionInfo& info : sessions)
+    width = std::max(width, StateLabel(info).size());
   const int w = static_cast<int>(width);
-  std::printf("%-8s %-*s %6s %10s %10s\n", "SESSION", w, "ACTIVITY", "PAGES", "ROWS", "SIZE");
-  for (size_t i = 0; i < sessions.size(); ++i) {
-    const unsigned int session = sessions[i];
-    const std::vector<std::string> pages = ListPages(session);
+  std::printf("%-8s %-19s %-*s %6s %10s %10s\n", "SESSION", "STARTED", w, "ACTIVITY", "PAGES",
+              "ROWS", "SIZE");
+  for (const TalMonSessionInfo& info : sessions) {
     uint64_t rows = 0, size = 0;
-    for (const std::string& page : pages) {
-      rows += PageRows(session, page);
-      size += PageSize(session, page);
+    for (const TalMonPageInfo& page : info.pages) {
+      rows += page.rows;
+      size += PageSize(page);
     }
-    std::printf("%04u     %-*s %6zu %10llu %10s\n", session, w, labels[i].c_str(), pages.size(),
+    std::printf("%04u     %-19s %-*s %6zu %10llu %10s\n", info.session,
+                FormatTime(info.startTime).c_str(), w, StateLabel(info).c_str(), info.pages.size(),
                 static_cast<unsigned long long>(rows), FormatSize(size).c_str());
   }
   return kExitOk;
@@ -74,38 +78,40 @@ int CommandPages(const Args& args) {
   if (a.Positional().size() > 1) return UsageError("pages", "too many arguments");
   unsigned int session = 0;
   if ((code = ChooseSession("pages", a.Positional(), 0, session)) != kExitOk) return code;
-  std::printf("Session %04u, %s\n", session, ActivityLabel(session).c_str());
-  const std::vector<std::string> pages = ListPages(session);
-  if (pages.empty()) return kExitOk;
+  TalMonSessionInfo info;
+  TalMonGetSessionInfo(session, info);
+  std::printf("Session %04u, %s\n", session, StateLabel(info).c_str());
+  if (info.pages.empty()) return kExitOk;
   size_t nameWidth = 4;
-  for (const std::string& page : pages)
-    nameWidth = std::max(nameWidth, page.size());
-  std::printf("%-*s %10s %10s\n", static_cast<int>(nameWidth), "PAGE", "ROWS", "SIZE");
-  for (const std::string& page : pages) {
-    std::printf("%-*s %10u %10s\n", static_cast<int>(nameWidth), page.c_str(),
-                PageRows(session, page), FormatSize(PageSize(session, page)).c_str());
+  for (const TalMonPageInfo& page : info.pages)
+    nameWidth = std::max(nameWidth, page.name.size());
+  const int w = static_cast<int>(nameWidth);
+  std::printf("%-*s %10s %10s %s\n", w, "PAGE", "ROWS", "SIZE", "WRITER");
+  for (const TalMonPageInfo& page : info.pages) {
+    std::printf("%-*s %10u %10s %s\n", w, page.name.c_str(), page.rows,
+                FormatSize(PageSize(page)).c_str(), page.held ? "live" : "-");
   }
   return kExitOk;
 }
 
 namespace {
 
-unsigned int Activity(unsigned int session) {
-  unsigned int activity = kTalMonStopped;
-  TalMonitorGetActivity(session, &activity);
-  return activity;
+TalMonSessionInfo Info(unsigned int session) {
+  TalMonSessionInfo info;
+  TalMonGetSessionInfo(session, info);
+  return info;
 }
 
-// Stops the session's producer: its marker becomes "Stop.TXT". False when nothing stood to be
-// stopped, or the stop marker did not appear.
+bool Live(const TalMonSessionInfo& info) {
+  return info.state == TalMonSessionState::kPlaying || info.state == TalMonSessionState::kPaused;
+}
+
+// Stops the session's producer: its marker becomes "Stop.TXT". Fails when nothing stood to be
+// stopped, or the producer still plays or pauses afterwards.
 int Stop(unsigned int session, const std::string& which) {
-  if (Activity(session) == kTalMonStopped) {
-    return Fail("cannot stop " + which + ": it has no live producer");
-  }
+  if (!Live(Info(session))) return Fail("cannot stop " + which + ": it has no live producer");
   TalMonitorSetActivity(session, kTalMonStopped);
-  if (!os::IsOwnFile(SessionFile(session, "Stop.TXT"))) {
-    return Fail("the stop of " + which + " did not take");
-  }
+  if (Live(Info(session))) return Fail("the stop of " + which + " did not take");
   return kExitOk;
 }
 
@@ -114,23 +120,23 @@ int Pause(unsigned int session, const std::string& which) {
     return Fail("cannot pause " + which + ": its producer has ended");
   }
   // Beside "Play.TXT", a standing Pause marker holds the producer all the same.
-  if (Activity(session) != kTalMonPaused && !PauseStands(session)) {
+  const TalMonSessionInfo info = Info(session);
+  if (info.state != TalMonSessionState::kPaused && !info.pauseHeld) {
     return Fail("the pause of " + which + " did not take");
   }
   return kExitOk;
 }
 
-// A Pause marker standing beside "Play.TXT" (left by hand, or by two viewers at once) reads as
-// playing yet holds the producer: resuming removes it, when it is the user's own.
 int Resume(unsigned int session, const std::string& which) {
-  if (Activity(session) == kTalMonPlaying && PauseStands(session) &&
-      !os::RemoveOwnFile(SessionFile(session, "Pause.TXT"))) {
+  if (!TalMonClearStrayPause(session)) {
     return Fail("cannot resume " + which + ": its Pause marker cannot be removed");
   }
-  if (Activity(session) == kTalMonPaused && !TalMonitorSetActivity(session, kTalMonPlaying)) {
+  if (Info(session).state == TalMonSessionState::kPaused &&
+      !TalMonitorSetActivity(session, kTalMonPlaying)) {
     return Fail("cannot resume " + which + ": its producer has ended");
   }
-  if (Activity(session) != kTalMonPlaying || PauseStands(session)) {
+  const TalMonSessionInfo info = Info(session);
+  if (info.state != TalMonSessionState::kPlaying || info.pauseHeld) {
     return Fail("the resume of " + which + " did not take");
   }
   return kExitOk;
@@ -149,7 +155,7 @@ int CommandActivity(const std::string& name, const Args& args) {
   if (name == "stop") return Stop(session, which);
   // Pausing or resuming a session without a live producer changes nothing, and the library
   // reports no failure for it; say so rather than pretend it runs.
-  if (Activity(session) == kTalMonStopped) {
+  if (!Live(Info(session))) {
     return Fail("cannot " + name + " " + which + ": it has no live producer");
   }
   return name == "pause" ? Pause(session, which) : Resume(session, which);

@@ -27,6 +27,16 @@ const char kHelp[] =
     "  run [--page NAME] -- COMMAND [ARGS...]\n"
     "                                run a command with its output and errors as pages\n"
     "  demo [--seconds N]            a producer that shows every kind of markup\n"
+    "  export [SESSION] [DIR]        keep a session: its pages and merged view as text files\n"
+    "\n"
+    "Options: --help (also after a command), --version.\n"
+    "\n"
+    "Keeping runs: every new session (talmon run, write, demo, or any program that starts\n"
+    "one) first DELETES every file of every earlier session whose producer has ended: the\n"
+    "pages of finished and crashed sessions, and any file of the data directory whose name\n"
+    "starts with a number (0001Log.TXT, 0002Play.TXT, ...). Only sessions whose producer still\n"
+    "runs survive. To keep a run, export it before the next session starts\n"
+    "('talmon export SESSION DIR'), or ask for it up front with 'run --export DIR'.\n"
     "\n"
     "'talmon COMMAND --help' tells more. The data directory is $TALMON_DATA_DIR, else\n"
     "$XDG_STATE_HOME/talmon, else ~/.local/state/talmon; it must be yours alone unless\n"
@@ -49,9 +59,14 @@ int main(int argc, char** argv) {
     std::fputs(kHelp, stdout);
     return kExitOk;
   }
+  if (command == "--version") {
+    std::printf("talmon %s\n", TALMON_VERSION);
+    return kExitOk;
+  }
   const bool help = std::find(args.begin(), args.end(), "--help") != args.end() ||
                     std::find(args.begin(), args.end(), "-h") != args.end();
-  if (!help && DataDirectory().empty()) return Fail(kNoDataDirectory);
+  std::string why;
+  if (!help && DataDirectory(&why).empty()) return Fail(why);
   if (command == "sessions") return CommandSessions(args);
   if (command == "pages") return CommandPages(args);
   if (command == "pause" || command == "resume" || command == "stop") {
@@ -61,6 +76,7 @@ int main(int argc, char** argv) {
   if (command == "write") return CommandWrite(args);
   if (command == "run") return CommandRun(args);
   if (command == "demo") return CommandDemo(args);
+  if (command == "export") return CommandExport(args);
   std::fprintf(stderr, "talmon: unknown command '%s'\nTry 'talmon --help'.\n", command.c_str());
   return kExitUsage;
 }

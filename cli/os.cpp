@@ -1,7 +1,6 @@
 // The terminal tool's OS calls on Linux.
 #include "cli/os.h"
 
-#include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
 #include <poll.h>
@@ -69,34 +68,6 @@ bool GetEnv(const char* name, std::string& value) {
   return true;
 }
 
-namespace {
-
-bool OwnFileStat(const std::string& path, struct stat& st) {
-  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid();
-}
-
-}  // namespace
-
-bool ListFiles(const std::string& dir, std::vector<std::string>& names) {
-  DIR* d = opendir(dir.c_str());
-  if (d == nullptr) return false;
-  while (dirent* e = readdir(d)) {
-    if (IsOwnFile(dir + "/" + e->d_name)) names.emplace_back(e->d_name);
-  }
-  closedir(d);
-  return true;
-}
-
-uint64_t FileSize(const std::string& path) {
-  struct stat st;
-  return OwnFileStat(path, st) ? static_cast<uint64_t>(st.st_size) : 0;
-}
-
-bool IsOwnFile(const std::string& path) {
-  struct stat st;
-  return OwnFileStat(path, st);
-}
-
 bool IsHeld(const std::string& path) {
   const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
   if (fd < 0) return false;
@@ -113,8 +84,14 @@ bool IsHeld(const std::string& path) {
   return held;
 }
 
-bool RemoveOwnFile(const std::string& path) {
-  return IsOwnFile(path) && unlink(path.c_str()) == 0;
+bool MakeDirectory(const std::string& path, std::string& error) {
+  struct stat st;
+  if (mkdir(path.c_str(), 0755) == 0 ||
+      (errno == EEXIST && stat(path.c_str(), &st) == 0 && S_ISDIR(st.st_mode))) {
+    return true;
+  }
+  error = path + ": " + (errno == EEXIST ? "exists and is not a directory" : strerror(errno));
+  return false;
 }
 
 void CatchInterrupts() {

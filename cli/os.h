@@ -18,18 +18,12 @@ bool TerminalSize(int fd, uint32_t& columns, uint32_t& rows);
 // The variable's value; false when it is not set.
 bool GetEnv(const char* name, std::string& value);
 
-// Names of the user's own regular files in dir (no sub-directories, links, FIFOs, nor other
-// users' files of a shared directory); false when dir cannot be read.
-bool ListFiles(const std::string& dir, std::vector<std::string>& names);
-// Size of the user's own regular file path in bytes; 0 when it is not one.
-uint64_t FileSize(const std::string& path);
-// True when path is the user's own regular file (a link is not followed).
-bool IsOwnFile(const std::string& path);
 // True when a live process holds path: the exclusive lock that every page writer and every
 // producer keeps on its files (doc/sessions.md, Held files). Never follows a link nor blocks.
 bool IsHeld(const std::string& path);
-// Removes path when it is the user's own regular file; false otherwise.
-bool RemoveOwnFile(const std::string& path);
+// Makes the directory path (mode 0755) unless it is one already; false with error saying
+// which and why ("out/pages: Permission denied").
+bool MakeDirectory(const std::string& path, std::string& error);
 
 // From now on SIGINT, SIGTERM and SIGHUP no longer end the tool: they are taken with
 // TakeInterrupt, and a Poll that is waiting when one arrives returns at once.

@@ -178,6 +178,13 @@ TalMonSessionState SessionState(unsigned int session, bool& pauseHeld) {
   return TalMonSessionState::kPlaying;
 }
 
+bool ClearStrayPause(unsigned int session) {
+  if (!Present(session, kPlayMarker) || !Present(session, kPauseMarker)) return true;
+  char path[Korin::kMaxPath];
+  MarkerPath(session, kPauseMarker, path);
+  return RemoveOwnFile(path) || !MarkerPresent(path);
+}
+
 bool RemoveOwnFile(const char* path) {
   KorinFileAttributes attributes;
   return path != nullptr && path[0] != '\0' && Korin_GetFileAttributesEx(path, &attributes) &&

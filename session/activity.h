@@ -36,6 +36,10 @@ bool MarkerPresent(const char* path);
 // becomes true when the session plays yet a Pause marker stands beside "Play.TXT".
 TalMonSessionState SessionState(unsigned int session, bool& pauseHeld);
 
+// Removes the session's Pause marker when it stands beside a present "Play.TXT"; true when
+// no such marker stands afterwards.
+bool ClearStrayPause(unsigned int session);
+
 // Removes path when it is a file of the caller's own user; false otherwise.
 bool RemoveOwnFile(const char* path);
 

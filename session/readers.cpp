@@ -3,7 +3,6 @@
 
 #include <atomic>
 #include <cstdio>
-#include <set>
 #include <stdexcept>
 #include <string>
 
@@ -14,6 +13,7 @@
 #include "session/session_store.h"
 #include "storage/memory.h"
 #include "talmon/session.h"
+#include "talmon/session_list.h"
 
 namespace {
 
@@ -303,22 +303,6 @@ bool TalMonitorReaderTime::GetRowPage(uint32_t row, uint32_t& page) {
 
 namespace {
 
-const char* ActivityWord(unsigned int activity) {
-  switch (activity) {
-    case kTalMonPlaying:
-      return "playing";
-    case kTalMonPaused:
-      return "paused";
-    default:
-      return "stopped";
-  }
-}
-
-bool IsMarkerPage(const Korin::String& page) {
-  return page.compareIgnoreCase("Play") == 0 || page.compareIgnoreCase("Pause") == 0 ||
-         page.compareIgnoreCase("Stop") == 0;
-}
-
 // Appends a page name as row text: names with parentheses go into a raw span, and control
 // characters (a line feed would end the row) become "?".
 void AppendPageName(std::string& row, const char* name) {
@@ -344,40 +328,18 @@ TalMonitorReaderSession::~TalMonitorReaderSession() = default;
 
 bool TalMonitorReaderSession::Update() {
   memory_->Delete();
-  char directory[Korin::kMaxPath];
-  if (!talmon::GetDataDirectoryPath(directory)) return true;
-  std::vector<Korin::String> names;
-  Korin::File(directory).listFiles(names, Korin::IFileFilter::getMatchAllFileFilter(), false);
-  std::set<unsigned int> sessions;
-  for (const Korin::String& name : names) {
-    const int number = talmon::LeadingSession(name);
-    if (number <= 0) continue;
-    // Sessions of the caller's own files only: a shared directory holds other users' too.
-    KorinFileAttributes attributes;
-    if (!Korin_GetFileAttributesEx(Korin::File(directory, name).getPath(), &attributes) ||
-        !attributes.owned || !KorinIsRegular(attributes)) {
-      continue;
-    }
-    sessions.insert(static_cast<unsigned int>(number));
-  }
+  std::vector<TalMonSessionInfo> sessions;
+  TalMonListSessions(sessions);
   bool first = true;
-  for (unsigned int session : sessions) {
-    unsigned int activity = kTalMonStopped;
-    TalMonitorGetActivity(session, &activity);
+  for (const TalMonSessionInfo& session : sessions) {
     char head[64];
-    std::snprintf(head, sizeof head, "(bold %04d)(tab)%s(tab)", static_cast<int>(session),
-                  ActivityWord(activity));
+    std::snprintf(head, sizeof head, "(bold %04d)(tab)%s(tab)", static_cast<int>(session.session),
+                  TalMonSessionStateWord(session.state));
     std::string row = first ? "" : "\n";
     row += head;
-    TalMonitorSelectPage select;
-    select.SetSession(session);
-    Korin::String page;
-    bool firstPage = true;
-    while (select.Read(page)) {
-      if (IsMarkerPage(page)) continue;
-      if (!firstPage) row += ", ";
-      AppendPageName(row, page);
-      firstPage = false;
+    for (size_t i = 0; i < session.pages.size(); ++i) {
+      if (i > 0) row += ", ";
+      AppendPageName(row, session.pages[i].name.c_str());
     }
     memory_->Write(row.c_str());
     first = false;

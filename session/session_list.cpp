@@ -148,6 +148,14 @@ bool TalMonGetSessionInfo(unsigned int session, TalMonSessionInfo& info) {
   }
 }
 
+bool TalMonClearStrayPause(unsigned int session) {
+  try {
+    return talmon::ClearStrayPause(session);
+  } catch (...) {
+    return false;
+  }
+}
+
 bool TalMonGetRowSource(IMonitorReader* reader, uint32_t row, uint32_t& page) {
   if (reader == nullptr) return false;
   try {

@@ -516,8 +516,7 @@ TEST(Cli, SessionsAndPagesListWhatWasWritten) {
 
   const Result sessions = Talmon({"sessions"});
   EXPECT_EQ(sessions.status, 0);
-  EXPECT_NE(sessions.out.find("0001     stopped       2          3"), std::string::npos)
-      << sessions.out;
+  EXPECT_NE(sessions.out.find(" finished      2          3"), std::string::npos) << sessions.out;
 
   const Result pages = Talmon({"pages"});
   EXPECT_EQ(pages.status, 0);
@@ -601,7 +600,7 @@ TEST(Cli, ResumeFreesAProducerHeldByAStrayPauseMarker) {
   Sleep(150);
   EXPECT_EQ(Rows(1, "Log").size(), 1u) << "the Pause marker did not hold the producer";
   const Result sessions = Talmon({"sessions"});
-  EXPECT_NE(sessions.out.find("0001     playing, held by a Pause marker"), std::string::npos)
+  EXPECT_NE(sessions.out.find(" playing, held by a Pause marker "), std::string::npos)
       << sessions.out;
   EXPECT_EQ(Talmon({"resume"}).status, 0);
   EXPECT_EQ(WaitForRows(1, "Log", 1), 2u) << "resume did not free the producer";
@@ -640,7 +639,9 @@ TEST(Cli, UnsafeDirectoryUsedUpNumbersAndFullDiskAreReported) {
     ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
     Result r = Talmon({"sessions"});
     EXPECT_EQ(r.status, 1);
-    EXPECT_NE(r.err.find("no usable data directory"), std::string::npos) << r.err;
+    EXPECT_EQ(r.err, "talmon: data directory " + dir.path() +
+                         ": writable by other users (set TALMON_SHARED_DIR=1 to use a directory "
+                         "shared on purpose)\n");
     talmon_test::ScopedEnv shared("TALMON_SHARED_DIR", "1");
     r = Talmon({"write", "Log"}, "shared\n");
     EXPECT_EQ(r.status, 0) << r.err;
@@ -700,3 +701,75 @@ TEST(CliDemo, WritesEveryPageAndEndsWhenStopped) {
 }
 
 }  // namespace
+
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
+}
+
+// An export keeps a session as plain text past the clean-up of the next session, and never
+// overwrites what an earlier export kept.
+TEST(CliExport, KeepsPagesAndTheMergedViewPastTheNextSession) {
+  ScopedDataDir dir;
+  ASSERT_EQ(Talmon({"write", "Log"}, "one\r\ntwo (2)\r\n").status, 0);
+  ASSERT_EQ(Talmon({"write", "-s", "1", "Errors"}, "bad\r\n").status, 0);
+  const std::string out = dir.file("kept");
+  const Result r = Talmon({"export", "1", out});
+  ASSERT_EQ(r.status, 0) << r.err;
+  EXPECT_EQ(ReadFile(out + "/pages/Log.txt"), "one\ntwo (2)\n");
+  EXPECT_EQ(ReadFile(out + "/pages/Errors.txt"), "bad\n");
+  // Two processes count their stamps apart: equal stamps come in page order.
+  EXPECT_EQ(ReadFile(out + "/merged.txt"), "bad\none\ntwo (2)\n");
+
+  // Nothing of session 1 survives the next session, which takes its number again.
+  ASSERT_EQ(Talmon({"write", "Next"}, "new\r\n").status, 0);
+  EXPECT_EQ(Rows(1, "Log"), Words{}) << "the next session did not clean up";
+  EXPECT_EQ(ReadFile(out + "/pages/Log.txt"), "one\ntwo (2)\n");
+
+  const struct {
+    Words args;
+    int status;
+    const char* message;
+  } failures[] = {
+      {{"export", "1", out}, 1, "File exists"},
+      {{"export", "42", out}, 1, "session 42 does not exist"},
+      {{"export", "1", dir.file("0001Next.TXT")}, 1, "exists and is not a directory"},
+      {{"export", "1", "2", "3"}, 2, "too many arguments"},
+  };
+  for (const auto& c : failures) {
+    const Result f = Talmon(c.args);
+    EXPECT_EQ(f.status, c.status) << "case: " << Join(c.args);
+    EXPECT_NE(f.err.find(c.message), std::string::npos) << "case: " << Join(c.args) << f.err;
+  }
+}
+
+// The words of `sessions` follow the producer through its life, a crash included.
+TEST(Cli, SessionsSayWhetherTheProducerPlaysPausesStopsEndedOrCrashed) {
+  ScopedDataDir dir;
+  int in[2];
+  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+  Tool writer = Start({"write", "Log"}, in[0], false);
+  close(in[0]);
+  ASSERT_EQ(write(in[1], "one\n", 4), 4);
+  ASSERT_EQ(WaitForRows(1, "Log", 0), 1u);
+  const auto activity = [] {
+    const Result r = Talmon({"pages"});
+    return r.out.substr(0, r.out.find('\n'));
+  };
+  EXPECT_EQ(activity(), "Session 0001, playing");
+  ASSERT_EQ(Talmon({"pause"}).status, 0);
+  EXPECT_EQ(activity(), "Session 0001, paused");
+  kill(writer.pid, SIGKILL);
+  Wait(writer.pid);
+  close(in[1]);
+  EXPECT_EQ(activity(), "Session 0001, crashed");
+  const Result resume = Talmon({"resume"});
+  EXPECT_EQ(resume.status, 1);
+  EXPECT_NE(resume.err.find("no live producer"), std::string::npos) << resume.err;
+  ASSERT_EQ(Talmon({"write", "Log"}, "two\n").status, 0);
+  EXPECT_EQ(activity(), "Session 0001, finished") << "the crashed session was not cleaned up";
+
+  const Result version = Talmon({"--version"});
+  EXPECT_EQ(version.status, 0);
+  EXPECT_EQ(version.out.rfind("talmon ", 0), 0u) << version.out;
+}

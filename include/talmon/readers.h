@@ -106,8 +106,8 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
 
 // One row per session of the data directory, filled by Update, in the row markup:
 //   "(bold 0003)(tab)playing(tab)Errors, Log"
-// number, activity ("stopped", "playing", "paused") and the page names without the
-// markers. Rows carry no stamps.
+// number, state (TalMonSessionStateWord: "playing", "paused", "stopping", "finished",
+// "crashed") and the page names without the markers. Rows carry no stamps.
 class TALMON_EXPORT TalMonitorReaderSession : public IMonitorReader {
  public:
   TalMonitorReaderSession();

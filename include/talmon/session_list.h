@@ -46,6 +46,10 @@ TALMON_EXPORT bool TalMonGetDataDirectory(std::string& dir, std::string* why = n
 TALMON_EXPORT bool TalMonListSessions(std::vector<TalMonSessionInfo>& sessions);
 // One session; false when it has no files of the user's own.
 TALMON_EXPORT bool TalMonGetSessionInfo(unsigned int session, TalMonSessionInfo& info);
+// Removes a Pause marker of the caller's own that stands beside "Play.TXT" (left by hand, or
+// by two viewers pausing at once): the session reads as playing, yet the marker holds its
+// producer. True when no such marker stands any more (also when there was none).
+TALMON_EXPORT bool TalMonClearStrayPause(unsigned int session);
 // The page that row of reader comes from: for a time-merged or page-order reader the index
 // of the page among its pages (in the order they were added or listed), for a one-page
 // reader 0. False for a row the reader cannot give.
