@@ -8,10 +8,12 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
+#include <sys/sysmacros.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -529,6 +531,31 @@ bool Korin_IsHeld(const char* path) {
   }
   close(fd);
   return held;
+}
+
+bool Korin_ListLockedFiles(std::vector<std::pair<uint64_t, uint64_t>>& files) {
+  files.clear();
+  FILE* table = fopen("/proc/locks", "re");
+  if (table == nullptr) return false;
+  // "1: FLOCK  ADVISORY  WRITE 4242 08:01:131 0 EOF"; waiters add "->" after the number.
+  char line[256];
+  while (fgets(line, sizeof line, table) != nullptr) {
+    char* save = nullptr;
+    for (char* word = strtok_r(line, " \n", &save); word != nullptr;
+         word = strtok_r(nullptr, " \n", &save)) {
+      unsigned int major = 0, minor = 0;
+      unsigned long long inode = 0;
+      char rest = 0;
+      if (sscanf(word, "%x:%x:%llu%c", &major, &minor, &inode, &rest) == 3) {
+        files.emplace_back(static_cast<uint64_t>(makedev(major, minor)), inode);
+        break;
+      }
+    }
+  }
+  const bool read = ferror(table) == 0;
+  fclose(table);
+  std::sort(files.begin(), files.end());
+  return read;
 }
 
 void Korin_Sleep(uint32_t ms) {

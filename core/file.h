@@ -23,6 +23,8 @@
 #pragma once
 
 #include <cstdint>
+#include <utility>
+#include <vector>
 
 struct KorinFile;
 typedef KorinFile* KorinHandle;
@@ -128,6 +130,11 @@ bool Korin_FileExists(const char* path);
 // test; a link is not followed). A file that exists but cannot be opened for the test (it
 // belongs to someone else) counts as held: what cannot be tested is never taken as free.
 bool Korin_IsHeld(const char* path);
+
+// The files on which some process holds a lock, as (device, inode) pairs sorted ascending,
+// read from the kernel's lock table in one go: a file not among them is held by nobody,
+// which spares a listing the open of every file. False when the table cannot be read.
+bool Korin_ListLockedFiles(std::vector<std::pair<uint64_t, uint64_t>>& files);
 
 // Suspends the calling thread for ms milliseconds.
 void Korin_Sleep(uint32_t ms);

@@ -4,6 +4,7 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -189,27 +190,34 @@ String File::getAbsolutePath() const {
   return String(cwd.c_str());
 }
 
-bool ListOwnFiles(const char* directory, std::vector<OwnFile>& files,
-                  const std::function<bool(const char* name)>& wanted) {
+bool ListFileNames(const char* directory, std::vector<std::string>& names,
+                   const std::function<bool(const char* name)>& wanted) {
   DIR* dir = opendir(directory != nullptr ? directory : "");
   if (!dir) return false;
-  const int fd = dirfd(dir);
-  const uid_t me = geteuid();
   while (dirent* entry = readdir(dir)) {
     const char* name = entry->d_name;
     if (entry->d_type != DT_REG && entry->d_type != DT_UNKNOWN) continue;
-    if (wanted && !wanted(name)) continue;
-    struct statx st;
-    if (statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
-              STATX_TYPE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_BTIME, &st) != 0 ||
-        !S_ISREG(st.stx_mode) || st.stx_uid != me) {
-      continue;
-    }
-    const bool hasBirth = (st.stx_mask & STATX_BTIME) != 0 && st.stx_btime.tv_sec != 0;
-    files.push_back(
-        OwnFile{name, st.stx_size, hasBirth ? st.stx_btime.tv_sec : st.stx_mtime.tv_sec});
+    if (!wanted || wanted(name)) names.emplace_back(name);
   }
   closedir(dir);
+  return true;
+}
+
+bool StatOwnFile(const char* directory, const std::string& name, OwnFile& file) {
+  const std::string path = std::string(directory != nullptr ? directory : "") + name;
+  struct statx st;
+  if (statx(AT_FDCWD, path.c_str(), AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
+            STATX_TYPE | STATX_UID | STATX_SIZE | STATX_INO | STATX_MTIME | STATX_BTIME,
+            &st) != 0 ||
+      !S_ISREG(st.stx_mode) || st.stx_uid != geteuid()) {
+    return false;
+  }
+  const bool hasBirth = (st.stx_mask & STATX_BTIME) != 0 && st.stx_btime.tv_sec != 0;
+  file.name = name;
+  file.size = st.stx_size;
+  file.born = hasBirth ? st.stx_btime.tv_sec : st.stx_mtime.tv_sec;
+  file.device = static_cast<uint64_t>(makedev(st.stx_dev_major, st.stx_dev_minor));
+  file.inode = st.stx_ino;
   return true;
 }
 

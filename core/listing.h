@@ -76,19 +76,23 @@ class File {
   String path_;
 };
 
-// One regular file of the caller's own user, as ListOwnFiles finds it.
+// One regular file of the caller's own user, as StatOwnFile finds it.
 struct OwnFile {
   std::string name;
   uint64_t size = 0;
-  int64_t born = 0;  // seconds since the epoch it was made (its change of content, where
-                     // the file system keeps no birth time)
+  int64_t born = 0;     // seconds since the epoch it was made (its last change of content, where
+                        // the file system keeps no birth time)
+  uint64_t device = 0;  // as Korin_ListLockedFiles gives it
+  uint64_t inode = 0;
 };
 
-// Appends the caller's own regular files of directory whose names wanted accepts (null:
-// every one), read in one pass: each name costs one stat, and only when wanted. Links,
-// FIFOs, devices, directories and other users' files are left out. False when the directory
-// cannot be read.
-bool ListOwnFiles(const char* directory, std::vector<OwnFile>& files,
-                  const std::function<bool(const char* name)>& wanted);
+// Appends the names of directory's entries that may be regular files and that wanted accepts
+// (null: every one), in one pass and without a stat: directories, links, FIFOs and devices
+// are left out where the directory tells the type. False when it cannot be read.
+bool ListFileNames(const char* directory, std::vector<std::string>& names,
+                   const std::function<bool(const char* name)>& wanted);
+// Fills file for directory (ending in "/") + name; false unless that is a regular file of the
+// caller's own user (a link is not followed).
+bool StatOwnFile(const char* directory, const std::string& name, OwnFile& file);
 
 }  // namespace Korin

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <cstdio>
 #include <map>
+#include <string>
+#include <utility>
 
 #include "core/app_data.h"
 #include "core/file.h"
@@ -17,46 +19,84 @@ namespace talmon {
 
 namespace {
 
-// The files of each session, by number, as one listing found them.
-using SessionFiles = std::map<unsigned int, std::vector<Korin::OwnFile>>;
+// The names of each session's files, by number, as one listing found them.
+using SessionFiles = std::map<unsigned int, std::vector<std::string>>;
 
-// Lists the caller's own files of directory that belong to a session (only: that session;
-// 0: every one), grouped by session. False when the directory cannot be read.
+// Lists the names of directory that belong to a session (only: that session; 0: every one),
+// grouped by session. False when the directory cannot be read.
 bool ListSessionFiles(const char* directory, unsigned int only, SessionFiles& sessions) {
-  std::vector<Korin::OwnFile> files;
+  std::vector<std::string> names;
   const auto wanted = [only](const char* name) {
     const int number = LeadingSession(name);
     return number > 0 && (only == 0 || static_cast<unsigned int>(number) == only);
   };
-  if (!Korin::ListOwnFiles(directory, files, wanted)) return false;
-  for (Korin::OwnFile& file : files) {
-    const auto number = static_cast<unsigned int>(LeadingSession(file.name.c_str()));
-    sessions[number].push_back(std::move(file));
+  if (!Korin::ListFileNames(directory, names, wanted)) return false;
+  for (std::string& name : names) {
+    const auto number = static_cast<unsigned int>(LeadingSession(name.c_str()));
+    sessions[number].push_back(std::move(name));
   }
   return true;
 }
 
-// Fills page from its files: what its header publishes, and whether a writer holds it.
-void ReadPage(const char* prefix, TalMonPageInfo& page) {
+// The session's own files that can be pages or markers (names ending in ".TXT", any case):
+// only these are looked at closely. When it has none, any one own file of it is kept, so that
+// a session of other files is still found; none at all: the session is no one's of ours.
+std::vector<Korin::OwnFile> OwnFiles(const char* directory, const std::vector<std::string>& names) {
+  std::vector<Korin::OwnFile> files;
+  Korin::OwnFile file;
+  const auto isText = [](const std::string& name) {
+    return name.size() >= 4 &&
+           Korin::String(name.c_str() + name.size() - 4).compareIgnoreCase(".TXT") == 0;
+  };
+  for (const std::string& name : names) {
+    if (isText(name) && Korin::StatOwnFile(directory, name, file)) files.push_back(file);
+  }
+  for (size_t i = 0; files.empty() && i < names.size(); ++i) {
+    if (!isText(names[i]) && Korin::StatOwnFile(directory, names[i], file)) files.push_back(file);
+  }
+  return files;
+}
+
+// What every session of one listing shares: the directory, and the kernel's lock table read
+// once, so that only a file some process locks costs an open to tell whether it is held.
+struct Listing {
+  char directory[Korin::kMaxPath] = {};
+  bool haveLocks = false;
+  std::vector<std::pair<uint64_t, uint64_t>> locked;
+
+  bool Held(const Korin::OwnFile& file) const {
+    if (haveLocks && !std::binary_search(locked.begin(), locked.end(),
+                                         std::make_pair(file.device, file.inode))) {
+      return false;
+    }
+    char path[Korin::kMaxPath];
+    return JoinPath(path, directory, file.name.c_str()) && Korin_IsHeld(path);
+  }
+};
+
+// Fills page from its files: what its header publishes, and whether a writer holds its text
+// file (the one listed, whatever the case of its extension).
+void ReadPage(const Listing& listing, const char* prefix, const Korin::OwnFile& text,
+              TalMonPageInfo& page) {
   char path[Korin::kMaxPath];
-  const std::string base = page.name;
-  if (JoinPath(path, prefix, (base + ".ROW").c_str())) {
+  if (JoinPath(path, prefix, (page.name + ".ROW").c_str())) {
     uint32_t textBytes = 0;
     TalMonitorBase::ReadPublished(path, page.rows, textBytes);
     page.bytes = textBytes;
   }
-  page.held = JoinPath(path, prefix, (base + ".TXT").c_str()) && Korin_IsHeld(path);
+  page.held = listing.Held(text);
 }
 
 // The session's pages (markers left out, in TalMonitorSelectPage order) and start time from
 // its files; its state from its markers, probed only when the listing saw one.
-TalMonSessionInfo Describe(const char* directory, unsigned int session,
+TalMonSessionInfo Describe(const Listing& listing, unsigned int session,
                            const std::vector<Korin::OwnFile>& files) {
   TalMonSessionInfo info;
   info.session = session;
   const Korin::String pattern = SessionFilePattern(session, "*");
   const Korin::ICollator& collator = Korin::CollatorFactory::getFileSystemCollator(true);
   std::vector<Korin::String> names;
+  std::map<std::string, const Korin::OwnFile*> textFiles;
   bool marker = false;
   info.startTime = files.empty() ? 0 : files.front().born;
   for (const Korin::OwnFile& file : files) {
@@ -70,6 +110,7 @@ TalMonSessionInfo Describe(const char* directory, unsigned int session,
       marker = true;
     } else {
       names.push_back(page);
+      textFiles[static_cast<const char*>(page)] = &file;
     }
   }
   CSortableStringArray sortable(&names);
@@ -77,11 +118,11 @@ TalMonSessionInfo Describe(const char* directory, unsigned int session,
   char number[16];
   std::snprintf(number, sizeof number, "%04d", static_cast<int>(session));
   char prefix[Korin::kMaxPath];
-  const bool hasPrefix = JoinPath(prefix, directory, number);
+  const bool hasPrefix = JoinPath(prefix, listing.directory, number);
   for (const Korin::String& name : names) {
     TalMonPageInfo page;
     page.name = static_cast<const char*>(name);
-    if (hasPrefix) ReadPage(prefix, page);
+    if (hasPrefix) ReadPage(listing, prefix, *textFiles[page.name], page);
     info.pages.push_back(std::move(page));
   }
   if (marker) info.state = SessionState(session, info.pauseHeld);
@@ -90,11 +131,16 @@ TalMonSessionInfo Describe(const char* directory, unsigned int session,
 
 bool Collect(unsigned int only, std::vector<TalMonSessionInfo>& sessions) {
   sessions.clear();
-  char directory[Korin::kMaxPath];
+  Listing listing;
   SessionFiles files;
-  if (!GetDataDirectoryPath(directory) || !ListSessionFiles(directory, only, files)) return false;
+  if (!GetDataDirectoryPath(listing.directory) ||
+      !ListSessionFiles(listing.directory, only, files)) {
+    return false;
+  }
+  listing.haveLocks = Korin_ListLockedFiles(listing.locked);
   for (const auto& entry : files) {
-    sessions.push_back(Describe(directory, entry.first, entry.second));
+    const std::vector<Korin::OwnFile> own = OwnFiles(listing.directory, entry.second);
+    if (!own.empty()) sessions.push_back(Describe(listing, entry.first, own));
   }
   return true;
 }
