@@ -69,8 +69,10 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   TalMonitorReaderTime(const TalMonitorReaderTime&) = delete;
   TalMonitorReaderTime& operator=(const TalMonitorReaderTime&) = delete;
 
-  // The index is named after path with the extension "IDX" ("/d/0003Time" =>
-  // "/d/0003Time.IDX") and made beside it. False when that does not fit in 259 bytes.
+  // Names the index after path with the extension "IDX" ("/d/0003Time" => "/d/0003Time.IDX",
+  // which GetIndexPath answers). The index itself is made beside it under a name private to
+  // this reader ("/d/0003Time.4242.1.IDX") and unlinked at once, so that no file of it is
+  // ever seen in the directory. False when the name does not fit in 259 bytes.
   bool SetPageName(const char* path);
   const char* GetIndexPath() const { return indexPath_; }
 
