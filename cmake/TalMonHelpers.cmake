@@ -19,7 +19,9 @@ endfunction()
 function(talmon_add_module target)
   add_library(${target} STATIC ${ARGN})
   target_compile_definitions(${target} PUBLIC TALMON_BUILDING)
-  target_include_directories(${target} PUBLIC ${PROJECT_SOURCE_DIR})
+  # Internal headers are included from the root ("core/file.h"); users of a module get only
+  # the public headers, through talmon_headers.
+  target_include_directories(${target} PRIVATE ${PROJECT_SOURCE_DIR})
   target_link_libraries(${target} PUBLIC talmon_headers)
   talmon_set_warnings(${target})
 endfunction()
