@@ -584,19 +584,28 @@ TEST(Cli, PageNamesThatWouldMergeOrBeMarkersAreRefused) {
   }
 }
 
+// Starts `talmon write Log` in a new session with one row written; input is the write end of
+// its standard input.
+Tool StartWriter(int& input) {
+  int in[2] = {-1, -1};
+  EXPECT_EQ(pipe2(in, O_CLOEXEC), 0);
+  Tool writer = Start({"write", "Log"}, in[0], false);
+  close(in[0]);
+  input = in[1];
+  EXPECT_EQ(write(input, "one\n", 4), 4);
+  return writer;
+}
+
 // A Pause marker beside "Play.TXT" reads as playing but holds the producer: the listing says
 // so, and resume lets the producer go on.
 TEST(Cli, ResumeFreesAProducerHeldByAStrayPauseMarker) {
   ScopedDataDir dir;
-  int in[2];
-  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
-  Tool writer = Start({"write", "Log"}, in[0], false);
-  close(in[0]);
-  ASSERT_EQ(write(in[1], "one\n", 4), 4);
+  int input = -1;
+  Tool writer = StartWriter(input);
   ASSERT_EQ(WaitForRows(1, "Log", 0), 1u);
   std::ofstream(dir.file("0001Pause.TXT")) << "";
   Sleep(60);  // the writer looks at its session every 20 ms
-  ASSERT_EQ(write(in[1], "two\n", 4), 4);
+  ASSERT_EQ(write(input, "two\n", 4), 4);
   Sleep(150);
   EXPECT_EQ(Rows(1, "Log").size(), 1u) << "the Pause marker did not hold the producer";
   const Result sessions = Talmon({"sessions"});
@@ -605,7 +614,7 @@ TEST(Cli, ResumeFreesAProducerHeldByAStrayPauseMarker) {
   EXPECT_EQ(Talmon({"resume"}).status, 0);
   EXPECT_EQ(WaitForRows(1, "Log", 1), 2u) << "resume did not free the producer";
   EXPECT_EQ(Talmon({"resume"}).status, 0) << "resuming a playing session changes nothing";
-  close(in[1]);
+  close(input);
   EXPECT_EQ(Wait(writer.pid), 0);
   const Result stop = Talmon({"stop"});
   EXPECT_EQ(stop.status, 1) << "stopping a session without a producer succeeded";
@@ -746,11 +755,8 @@ TEST(CliExport, KeepsPagesAndTheMergedViewPastTheNextSession) {
 // The words of `sessions` follow the producer through its life, a crash included.
 TEST(Cli, SessionsSayWhetherTheProducerPlaysPausesStopsEndedOrCrashed) {
   ScopedDataDir dir;
-  int in[2];
-  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
-  Tool writer = Start({"write", "Log"}, in[0], false);
-  close(in[0]);
-  ASSERT_EQ(write(in[1], "one\n", 4), 4);
+  int input = -1;
+  Tool writer = StartWriter(input);
   ASSERT_EQ(WaitForRows(1, "Log", 0), 1u);
   const auto activity = [] {
     const Result r = Talmon({"pages"});
@@ -761,7 +767,7 @@ TEST(Cli, SessionsSayWhetherTheProducerPlaysPausesStopsEndedOrCrashed) {
   EXPECT_EQ(activity(), "Session 0001, paused");
   kill(writer.pid, SIGKILL);
   Wait(writer.pid);
-  close(in[1]);
+  close(input);
   EXPECT_EQ(activity(), "Session 0001, crashed");
   const Result resume = Talmon({"resume"});
   EXPECT_EQ(resume.status, 1);
