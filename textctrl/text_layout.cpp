@@ -235,292 +235,328 @@ bool TalMonTextLayout::ParseTag(Context& ctx) {
     if (kKeywords[tag][0] == first && MatchTag(ctx.cursor, kKeywords[tag], arg)) break;
   }
   if (tag == kTagCount) return false;
-
-  TalMonDevice& device = *ctx.device;
-  const int32_t h = GetRowHeight();
-  std::string text;
   switch (tag) {
     case kTab:
       ParseTab(ctx, arg);
       break;
-
-    case kColumnTag: {
-      if (!ParseTab(ctx, arg) || !ctx.drawing) break;
-      // Below a flat row the divider starts higher, so that dividers join across rows.
-      int32_t top = ctx.previousRowFlat ? ctx.y - 4 : ctx.y;
-      int32_t bottom = ctx.y + h - 3;
-      TalMonColor shadow = ctx.flat ? COLOR_BTNHIGHLIGHT : COLOR_BTNSHADOW;
-      TalMonColor light = ctx.flat ? COLOR_BTNSHADOW : COLOR_BTNHIGHLIGHT;
-      TalMonElement e{
-          TalMonElement::kColumn, {ctx.x - 10, top, ctx.x - 8, bottom}, {}, "", ctx.flat};
-      if (!device.Element(e)) {
-        device.Line(ctx.x - 10, top, ctx.x - 10, bottom, shadow);
-        device.Line(ctx.x - 9, top, ctx.x - 9, bottom, light);
-      }
+    case kColumnTag:
+      DrawColumn(ctx, arg);
       break;
-    }
-
-    case kProgressTag: {
-      int32_t value = 0;
-      if (arg) {
-        ReadArgument(ctx.cursor, text);
-        value = ToInt(text);
-      }
-      int32_t total = 0;
-      bool totalArg = false;
-      if (MatchTag(ctx.cursor, "total", totalArg) && totalArg) {
-        ReadArgument(ctx.cursor, text);
-        total = ToInt(text);
-      }
-      TalMonRect bar{ctx.x, ctx.y + 4, ctx.right, ctx.y + 4 + h / 2};
-      TalMonRect fill = Deflate(bar, 1);
-      const int64_t width = fill.Width();
-      if (total != 0 && value > total) {
-        // Past its total the bar wraps around: 150 of 100 fills from the middle.
-        fill.left = Coord(fill.left + width * (int64_t{value} % total) / total);
-      } else if (total != 0) {
-        fill.right = Coord(fill.left + width * value / total);
-      } else {
-        // Work of unknown length: a block a 25th wide that moves along with the value.
-        fill.left = Coord(fill.left + width * (int64_t{value} % 25) / 25);
-        fill.right = Coord(fill.left + width / 25);
-      }
-      if (ctx.drawing && !device.Element({TalMonElement::kProgress, bar, fill, "", false})) {
-        Sunken(device, bar);
-        device.FillSolidRect(fill, COLOR_HIGHLIGHT);
-      }
-      ctx.x = ctx.right;
+    case kProgressTag:
+      ParseProgress(ctx, arg);
       break;
-    }
-
-    case kPeaTag: {
-      int32_t s = h - 4;
-      TalMonRect r = Deflate({ctx.x - s - 5, ctx.y, ctx.x - 5, ctx.y + s}, 3);
-      if (ctx.drawing && !device.Element({TalMonElement::kPea, r, {}, "", false})) {
-        Sunken(device, r);
-      }
+    case kPeaTag:
+      DrawPea(ctx);
       break;
-    }
-
     case kTitleTag:
-    case kUnderlinedTag: {
-      TalMonRect band = tag == kTitleTag
-                            ? TalMonRect{ctx.x, ctx.y, ctx.right, ctx.y + h - 2}
-                            : TalMonRect{ctx.x, ctx.y + h - 3, ctx.right, ctx.y + h - 1};
-      TalMonElement::Kind kind =
-          tag == kTitleTag ? TalMonElement::kTitle : TalMonElement::kUnderlined;
-      if (ctx.drawing && !device.Element({kind, band, {}, "", false})) {
-        device.GradientH(band, COLOR_ACTIVECAPTION, COLOR_GRADIENTACTIVECAPTION);
-      }
-      if (tag == kTitleTag) {
-        // The caption colour stays for the rest of the row, not just the title's content: text
-        // after a title reads as part of its band. Transparent text outlasts the row (Draw).
-        ctx.textColor = COLOR_CAPTIONTEXT;
-        device.SetBkMode(TalMonBkMode::kTransparent);
-      }
-      ctx.x = Coord(int64_t{ctx.x} + 4);
-      if (arg) DrawParse(ctx);
+    case kUnderlinedTag:
+      ParseBand(ctx, tag, arg);
       break;
-    }
-
-    case kFieldTag: {
-      ctx.x = Coord(int64_t{ctx.x} + 2);
-      TalMonRect box{ctx.x, ctx.y, ctx.right, ctx.y + h - 4};
-      bool shown = false;
-      if (ctx.drawing) {
-        shown = device.Element({TalMonElement::kField, box, {}, "", false});
-        if (!shown) device.FillSolidRect(box, COLOR_WINDOW);
-        ctx.backColor = COLOR_WINDOW;
-      }
-      ctx.x = Coord(int64_t{ctx.x} + 4);
-      if (arg) DrawParse(ctx);
-      ctx.x = ctx.right;
-      if (ctx.drawing && !shown) {
-        box.right = ctx.x;
-        box.left -= 1;
-        box.bottom += 1;
-        Sunken(device, box);
-      }
+    case kFieldTag:
+      ParseField(ctx, arg);
       break;
-    }
-
     case kBoldTag:
-      // Cleared at the end, not restored: in "(bold (bold a) b)" the b is plain, as it always
-      // has been; the same holds for little and typewriter.
-      ctx.bold = true;
-      if (arg) DrawParse(ctx);
-      ctx.bold = false;
-      break;
-
     case kLittleTag:
-      ctx.little = true;
-      if (arg) DrawParse(ctx);
-      ctx.little = false;
-      break;
-
     case kTypewriterTag:
-      // The window back colour outlives the typewriter content, as it always has.
-      ctx.typewriter = true;
-      ctx.backColor = COLOR_WINDOW;
-      if (arg) DrawParse(ctx);
-      ctx.typewriter = false;
+      ParseStyle(ctx, tag, arg);
       break;
-
-    case kErrorTag: {
-      // Laid out once to find the box, which is then painted under a second layout of the
-      // same content. The red back colour stays for the rest of the row.
-      TalMonRect box{ctx.x, ctx.y, ctx.right, ctx.y + h - 5};
-      ctx.backColor = kTalMonErrorColor;
-      const char* start = ctx.cursor;
-      if (arg) DrawParse(ctx);
-      box.right = ctx.x;
-      if (ctx.drawing && !device.Element({TalMonElement::kError, box, {}, "", false})) {
-        device.FillSolidRect(box, kTalMonErrorColor);
-      }
-      ctx.cursor = start;
-      ctx.x = box.left;
-      if (arg) DrawParse(ctx);
+    case kErrorTag:
+      ParseError(ctx, arg);
       break;
-    }
-
-    case kLinkTag: {
-      if (arg) ReadArgument(ctx.cursor, text);
-      TalMonRect button{ctx.x, ctx.y + 1, ctx.x, ctx.y + h - 4};
-      ctx.x = Coord(int64_t{ctx.x} + 2);
-      const char* label = ctx.cursor;
-      DrawParse(ctx);
-      ctx.x = Coord(int64_t{ctx.x} + 2);
-      button.right = ctx.x;
-      const bool over = button.Contains(ctx.mouse);
-      const bool pressed = over && ctx.leftButtonDown;
-      if (over) {
-        ctx.hoverLink = text;
-        if (pressed) ctx.pressedLink = text;
-      }
-      const TalMonColor back = ctx.backColor;
-      if (ctx.drawing) {
-        if (!device.Element({TalMonElement::kLink, button, {}, text.c_str(), pressed})) {
-          device.FillSolidRect(button, COLOR_3DFACE);
-          if (pressed) {
-            device.Draw3dRect(button, COLOR_BTNSHADOW, COLOR_3DFACE);
-          } else {
-            device.Draw3dRect(button, COLOR_BTNHIGHLIGHT, COLOR_BTNSHADOW);
-          }
-        }
-        ctx.backColor = COLOR_3DFACE;
-      }
-      const int32_t p = pressed ? 1 : 0;
-      ctx.cursor = label;
-      ctx.y = button.top + p;
-      ctx.x = Coord(int64_t{button.left} + 2 + p);
-      DrawParse(ctx);
-      // y comes back to the button's top, one pixel below the row's top: what follows a
-      // link in the same row sits one pixel lower. Kept so rows look as they always have.
-      ctx.y -= p;
-      ctx.x = Coord(int64_t{ctx.x} + 2 - p);
-      if (ctx.drawing) ctx.backColor = back;
+    case kLinkTag:
+      ParseLink(ctx, arg);
       break;
-    }
-
     case kIconTag:
-    case kLogoTag: {
-      if (arg) ReadArgument(ctx.cursor, text);
-      const int32_t size = tag == kIconTag ? 16 : 40;
-      TalMonElement::Kind kind = tag == kIconTag ? TalMonElement::kIcon : TalMonElement::kLogo;
-      TalMonRect place{ctx.x + 1, ctx.y + 1, ctx.x + 1 + size, ctx.y + 1 + size};
-      if (ctx.drawing && !device.Element({kind, place, {}, text.c_str(), false})) {
-        // An image that cannot be found leaves its place empty.
-        device.BlendImage(text.c_str(), size, size, {place.left, place.top}, 255);
-      }
-      ctx.x = Coord(int64_t{ctx.x} + size + 4);
+    case kLogoTag:
+      ParseImage(ctx, tag, arg);
       break;
-    }
-
-    case kSeparatorTag: {
-      TalMonRect line{ctx.x - 5, ctx.y + h / 2 + 4, ctx.right + 5, ctx.y + h / 2 + 6};
-      if (ctx.drawing && !device.Element({TalMonElement::kSeparator, line, {}, "", false})) {
-        Sunken(device, line);
-      }
-      ctx.x = ctx.right;
+    case kSeparatorTag:
+      DrawSeparator(ctx);
       break;
-    }
-
     case kTrueTag:
-    case kFalseTag: {
-      const int32_t s = h - 12;
-      TalMonRect square{ctx.x, ctx.y + 4, ctx.x + s, ctx.y + 4 + s};
-      TalMonElement::Kind kind = tag == kTrueTag ? TalMonElement::kTrue : TalMonElement::kFalse;
-      if (ctx.drawing && !device.Element({kind, square, {}, "", false})) {
-        device.FillSolidRect(square, tag == kTrueTag ? kTalMonWhite : kTalMonBlack);
-        Sunken(device, square);
-      }
-      ctx.x = Coord(int64_t{ctx.x} + s);
+    case kFalseTag:
+      DrawCheck(ctx, tag);
       break;
-    }
-
-    case kFlatTag: {
-      // A flat tag with nothing after it is the writer re-opening a style at the start of a
-      // row that holds nothing more: it must not draw an empty box nor make the row flat.
-      if (*ctx.cursor == '\0') break;
-      if (ctx.drawing) {
-        const bool joined = ctx.previousRowFlat;
-        TalMonRect box{ctx.x, ctx.y, ctx.right - 2, ctx.y + h - 3};
-        TalMonRect shown = box;
-        if (joined) shown.top -= 3;
-        if (!device.Element({TalMonElement::kFlat, shown, {}, "", joined})) {
-          device.FillSolidRect(box, COLOR_WINDOW);
-          if (joined) {
-            // Raised into the row above and without a top line: consecutive flat rows read
-            // as one box.
-            box.top -= 3;
-            device.FillSolidRect(box, COLOR_WINDOW);
-          } else {
-            device.Line(box.left, box.top, box.right, box.top, COLOR_BTNSHADOW);
-          }
-          device.Line(box.left, box.top, box.left, box.bottom, COLOR_BTNSHADOW);
-          device.Line(box.right, box.top, box.right, box.bottom + 1, COLOR_BTNHIGHLIGHT);
-          device.Line(box.left, box.bottom, box.right, box.bottom, COLOR_BTNHIGHLIGHT);
-        }
-      }
-      ctx.backColor = COLOR_WINDOW;
-      ctx.x = Coord(int64_t{ctx.x} + 8);
-      ctx.flat = true;
-      if (arg) DrawParse(ctx);
+    case kFlatTag:
+      ParseFlat(ctx, arg);
       break;
-    }
-
-    case kRightTag: {
-      const int32_t x0 = ctx.x;
-      const char* start = ctx.cursor;
-      const bool drawing = ctx.drawing;
-      ctx.drawing = false;
-      if (arg) DrawParse(ctx);
-      ctx.drawing = drawing;
-      const int64_t width = int64_t{ctx.x} - x0;
-      ctx.cursor = start;
-      ctx.x = Coord(int64_t{ctx.right} - width - 2);
-      if (arg) DrawParse(ctx);
+    case kRightTag:
+      ParseRight(ctx, arg);
       break;
-    }
-
-    case kRawTag: {
-      if (!arg) break;
-      uint64_t n = 0;
-      while (*ctx.cursor >= '0' && *ctx.cursor <= '9') {
-        n = std::min<uint64_t>(n * 10 + static_cast<uint64_t>(*ctx.cursor - '0'), kMaxRun);
-        ++ctx.cursor;
-      }
-      if (*ctx.cursor != '\0') ++ctx.cursor;  // the blank between length and text
-      // Exactly n bytes, parentheses and tabs included, but never past the row's end. The
-      // writer's ")" after the span is then read by the loop as the end of the current level:
-      // at the outermost level it ends the row, as it always has.
-      size_t length = strnlen(ctx.cursor, static_cast<size_t>(n));
-      DrawTextA(ctx, ctx.cursor, static_cast<int32_t>(length));
-      ctx.cursor += length;
+    case kRawTag:
+      ParseRaw(ctx, arg);
       break;
-    }
   }
   return true;
+}
+
+void TalMonTextLayout::DrawPea(Context& ctx) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t s = GetRowHeight() - 4;
+  TalMonRect r = Deflate({ctx.x - s - 5, ctx.y, ctx.x - 5, ctx.y + s}, 3);
+  if (ctx.drawing && !device.Element({TalMonElement::kPea, r, {}, "", false})) {
+    Sunken(device, r);
+  }
+}
+
+void TalMonTextLayout::ParseStyle(Context& ctx, int tag, bool arg) {
+  // Cleared at the end, not restored: in "(bold (bold a) b)" the b is plain, as it always has
+  // been; the same holds for little and typewriter.
+  bool& style = tag == kBoldTag ? ctx.bold : (tag == kLittleTag ? ctx.little : ctx.typewriter);
+  style = true;
+  // The window back colour outlives the typewriter content, as it always has.
+  if (tag == kTypewriterTag) ctx.backColor = COLOR_WINDOW;
+  if (arg) DrawParse(ctx);
+  style = false;
+}
+
+void TalMonTextLayout::DrawSeparator(Context& ctx) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  TalMonRect line{ctx.x - 5, ctx.y + h / 2 + 4, ctx.right + 5, ctx.y + h / 2 + 6};
+  if (ctx.drawing && !device.Element({TalMonElement::kSeparator, line, {}, "", false})) {
+    Sunken(device, line);
+  }
+  ctx.x = ctx.right;
+}
+
+void TalMonTextLayout::DrawColumn(Context& ctx, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  if (!ParseTab(ctx, arg) || !ctx.drawing) return;
+  // Below a flat row the divider starts higher, so that dividers join across rows.
+  int32_t top = ctx.previousRowFlat ? ctx.y - 4 : ctx.y;
+  int32_t bottom = ctx.y + h - 3;
+  TalMonColor shadow = ctx.flat ? COLOR_BTNHIGHLIGHT : COLOR_BTNSHADOW;
+  TalMonColor light = ctx.flat ? COLOR_BTNSHADOW : COLOR_BTNHIGHLIGHT;
+  TalMonElement e{TalMonElement::kColumn, {ctx.x - 10, top, ctx.x - 8, bottom}, {}, "", ctx.flat};
+  if (!device.Element(e)) {
+    device.Line(ctx.x - 10, top, ctx.x - 10, bottom, shadow);
+    device.Line(ctx.x - 9, top, ctx.x - 9, bottom, light);
+  }
+}
+
+void TalMonTextLayout::ParseProgress(Context& ctx, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  std::string text;
+  int32_t value = 0;
+  if (arg) {
+    ReadArgument(ctx.cursor, text);
+    value = ToInt(text);
+  }
+  int32_t total = 0;
+  bool totalArg = false;
+  if (MatchTag(ctx.cursor, "total", totalArg) && totalArg) {
+    ReadArgument(ctx.cursor, text);
+    total = ToInt(text);
+  }
+  TalMonRect bar{ctx.x, ctx.y + 4, ctx.right, ctx.y + 4 + h / 2};
+  TalMonRect fill = Deflate(bar, 1);
+  const int64_t width = fill.Width();
+  if (total != 0 && value > total) {
+    // Past its total the bar wraps around: 150 of 100 fills from the middle.
+    fill.left = Coord(fill.left + width * (int64_t{value} % total) / total);
+  } else if (total != 0) {
+    fill.right = Coord(fill.left + width * value / total);
+  } else {
+    // Work of unknown length: a block a 25th wide that moves along with the value.
+    fill.left = Coord(fill.left + width * (int64_t{value} % 25) / 25);
+    fill.right = Coord(fill.left + width / 25);
+  }
+  if (ctx.drawing && !device.Element({TalMonElement::kProgress, bar, fill, "", false})) {
+    Sunken(device, bar);
+    device.FillSolidRect(fill, COLOR_HIGHLIGHT);
+  }
+  ctx.x = ctx.right;
+}
+
+void TalMonTextLayout::ParseBand(Context& ctx, int tag, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  TalMonRect band = tag == kTitleTag ? TalMonRect{ctx.x, ctx.y, ctx.right, ctx.y + h - 2}
+                                     : TalMonRect{ctx.x, ctx.y + h - 3, ctx.right, ctx.y + h - 1};
+  TalMonElement::Kind kind = tag == kTitleTag ? TalMonElement::kTitle : TalMonElement::kUnderlined;
+  if (ctx.drawing && !device.Element({kind, band, {}, "", false})) {
+    device.GradientH(band, COLOR_ACTIVECAPTION, COLOR_GRADIENTACTIVECAPTION);
+  }
+  if (tag == kTitleTag) {
+    // The caption colour stays for the rest of the row, not just the title's content: text
+    // after a title reads as part of its band. Transparent text outlasts the row (Draw).
+    ctx.textColor = COLOR_CAPTIONTEXT;
+    device.SetBkMode(TalMonBkMode::kTransparent);
+  }
+  ctx.x = Coord(int64_t{ctx.x} + 4);
+  if (arg) DrawParse(ctx);
+}
+
+void TalMonTextLayout::ParseField(Context& ctx, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  ctx.x = Coord(int64_t{ctx.x} + 2);
+  TalMonRect box{ctx.x, ctx.y, ctx.right, ctx.y + h - 4};
+  bool shown = false;
+  if (ctx.drawing) {
+    shown = device.Element({TalMonElement::kField, box, {}, "", false});
+    if (!shown) device.FillSolidRect(box, COLOR_WINDOW);
+    ctx.backColor = COLOR_WINDOW;
+  }
+  ctx.x = Coord(int64_t{ctx.x} + 4);
+  if (arg) DrawParse(ctx);
+  ctx.x = ctx.right;
+  if (ctx.drawing && !shown) {
+    box.right = ctx.x;
+    box.left -= 1;
+    box.bottom += 1;
+    Sunken(device, box);
+  }
+}
+
+void TalMonTextLayout::ParseError(Context& ctx, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  // Laid out once to find the box, which is then painted under a second layout of the
+  // same content. The red back colour stays for the rest of the row.
+  TalMonRect box{ctx.x, ctx.y, ctx.right, ctx.y + h - 5};
+  ctx.backColor = kTalMonErrorColor;
+  const char* start = ctx.cursor;
+  if (arg) DrawParse(ctx);
+  box.right = ctx.x;
+  if (ctx.drawing && !device.Element({TalMonElement::kError, box, {}, "", false})) {
+    device.FillSolidRect(box, kTalMonErrorColor);
+  }
+  ctx.cursor = start;
+  ctx.x = box.left;
+  if (arg) DrawParse(ctx);
+}
+
+void TalMonTextLayout::ParseLink(Context& ctx, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  std::string text;
+  if (arg) ReadArgument(ctx.cursor, text);
+  TalMonRect button{ctx.x, ctx.y + 1, ctx.x, ctx.y + h - 4};
+  ctx.x = Coord(int64_t{ctx.x} + 2);
+  const char* label = ctx.cursor;
+  DrawParse(ctx);
+  ctx.x = Coord(int64_t{ctx.x} + 2);
+  button.right = ctx.x;
+  const bool over = button.Contains(ctx.mouse);
+  const bool pressed = over && ctx.leftButtonDown;
+  if (over) {
+    ctx.hoverLink = text;
+    if (pressed) ctx.pressedLink = text;
+  }
+  const TalMonColor back = ctx.backColor;
+  if (ctx.drawing) {
+    if (!device.Element({TalMonElement::kLink, button, {}, text.c_str(), pressed})) {
+      device.FillSolidRect(button, COLOR_3DFACE);
+      if (pressed) {
+        device.Draw3dRect(button, COLOR_BTNSHADOW, COLOR_3DFACE);
+      } else {
+        device.Draw3dRect(button, COLOR_BTNHIGHLIGHT, COLOR_BTNSHADOW);
+      }
+    }
+    ctx.backColor = COLOR_3DFACE;
+  }
+  const int32_t p = pressed ? 1 : 0;
+  ctx.cursor = label;
+  ctx.y = button.top + p;
+  ctx.x = Coord(int64_t{button.left} + 2 + p);
+  DrawParse(ctx);
+  // y comes back to the button's top, one pixel below the row's top: what follows a
+  // link in the same row sits one pixel lower. Kept so rows look as they always have.
+  ctx.y -= p;
+  ctx.x = Coord(int64_t{ctx.x} + 2 - p);
+  if (ctx.drawing) ctx.backColor = back;
+}
+
+void TalMonTextLayout::ParseImage(Context& ctx, int tag, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  std::string text;
+  if (arg) ReadArgument(ctx.cursor, text);
+  const int32_t size = tag == kIconTag ? 16 : 40;
+  TalMonElement::Kind kind = tag == kIconTag ? TalMonElement::kIcon : TalMonElement::kLogo;
+  TalMonRect place{ctx.x + 1, ctx.y + 1, ctx.x + 1 + size, ctx.y + 1 + size};
+  if (ctx.drawing && !device.Element({kind, place, {}, text.c_str(), false})) {
+    // An image that cannot be found leaves its place empty.
+    device.BlendImage(text.c_str(), size, size, {place.left, place.top}, 255);
+  }
+  ctx.x = Coord(int64_t{ctx.x} + size + 4);
+}
+
+void TalMonTextLayout::DrawCheck(Context& ctx, int tag) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  const int32_t s = h - 12;
+  TalMonRect square{ctx.x, ctx.y + 4, ctx.x + s, ctx.y + 4 + s};
+  TalMonElement::Kind kind = tag == kTrueTag ? TalMonElement::kTrue : TalMonElement::kFalse;
+  if (ctx.drawing && !device.Element({kind, square, {}, "", false})) {
+    device.FillSolidRect(square, tag == kTrueTag ? kTalMonWhite : kTalMonBlack);
+    Sunken(device, square);
+  }
+  ctx.x = Coord(int64_t{ctx.x} + s);
+}
+
+void TalMonTextLayout::ParseFlat(Context& ctx, bool arg) {
+  TalMonDevice& device = *ctx.device;
+  const int32_t h = GetRowHeight();
+  // A flat tag with nothing after it is the writer re-opening a style at the start of a
+  // row that holds nothing more: it must not draw an empty box nor make the row flat.
+  if (*ctx.cursor == '\0') return;
+  if (ctx.drawing) {
+    const bool joined = ctx.previousRowFlat;
+    TalMonRect box{ctx.x, ctx.y, ctx.right - 2, ctx.y + h - 3};
+    TalMonRect shown = box;
+    if (joined) shown.top -= 3;
+    if (!device.Element({TalMonElement::kFlat, shown, {}, "", joined})) {
+      device.FillSolidRect(box, COLOR_WINDOW);
+      if (joined) {
+        // Raised into the row above and without a top line: consecutive flat rows read
+        // as one box.
+        box.top -= 3;
+        device.FillSolidRect(box, COLOR_WINDOW);
+      } else {
+        device.Line(box.left, box.top, box.right, box.top, COLOR_BTNSHADOW);
+      }
+      device.Line(box.left, box.top, box.left, box.bottom, COLOR_BTNSHADOW);
+      device.Line(box.right, box.top, box.right, box.bottom + 1, COLOR_BTNHIGHLIGHT);
+      device.Line(box.left, box.bottom, box.right, box.bottom, COLOR_BTNHIGHLIGHT);
+    }
+  }
+  ctx.backColor = COLOR_WINDOW;
+  ctx.x = Coord(int64_t{ctx.x} + 8);
+  ctx.flat = true;
+  if (arg) DrawParse(ctx);
+}
+
+void TalMonTextLayout::ParseRight(Context& ctx, bool arg) {
+  const int32_t x0 = ctx.x;
+  const char* start = ctx.cursor;
+  const bool drawing = ctx.drawing;
+  ctx.drawing = false;
+  if (arg) DrawParse(ctx);
+  ctx.drawing = drawing;
+  const int64_t width = int64_t{ctx.x} - x0;
+  ctx.cursor = start;
+  ctx.x = Coord(int64_t{ctx.right} - width - 2);
+  if (arg) DrawParse(ctx);
+}
+
+void TalMonTextLayout::ParseRaw(Context& ctx, bool arg) {
+  if (!arg) return;
+  uint64_t n = 0;
+  while (*ctx.cursor >= '0' && *ctx.cursor <= '9') {
+    n = std::min<uint64_t>(n * 10 + static_cast<uint64_t>(*ctx.cursor - '0'), kMaxRun);
+    ++ctx.cursor;
+  }
+  if (*ctx.cursor != '\0') ++ctx.cursor;  // the blank between length and text
+  // Exactly n bytes, parentheses and tabs included, but never past the row's end. The
+  // writer's ")" after the span is then read by the loop as the end of the current level:
+  // at the outermost level it ends the row, as it always has.
+  size_t length = strnlen(ctx.cursor, static_cast<size_t>(n));
+  DrawTextA(ctx, ctx.cursor, static_cast<int32_t>(length));
+  ctx.cursor += length;
 }
 
 void TalMonTextLayout::ResetRow(Context& ctx, const char* text, int32_t x, int32_t y,

@@ -267,5 +267,22 @@ class TALMON_EXPORT TalMonTextLayout {
   static void ColumnsToPositions(Context& ctx);
 
  private:
+  // Interprets the tag at ctx.cursor; false when no known tag starts there.
   bool ParseTag(Context& ctx);
+  // One per kind of tag, called with the cursor past the keyword; arg tells whether an
+  // argument or content follows, tag which of the kinds that share a step it is.
+  void DrawColumn(Context& ctx, bool arg);
+  void ParseProgress(Context& ctx, bool arg);
+  void DrawPea(Context& ctx);
+  void ParseBand(Context& ctx, int tag, bool arg);  // title, underlined
+  void ParseField(Context& ctx, bool arg);
+  void ParseStyle(Context& ctx, int tag, bool arg);  // bold, little, typewriter
+  void ParseError(Context& ctx, bool arg);
+  void ParseLink(Context& ctx, bool arg);
+  void ParseImage(Context& ctx, int tag, bool arg);  // icon, logo
+  void DrawSeparator(Context& ctx);
+  void DrawCheck(Context& ctx, int tag);  // true, false
+  void ParseFlat(Context& ctx, bool arg);
+  void ParseRight(Context& ctx, bool arg);
+  void ParseRaw(Context& ctx, bool arg);
 };
