@@ -195,6 +195,56 @@ int RenameNoReplace(const char* from, const char* to) {
 
 }  // namespace
 
+namespace {
+
+// What a creation disposition asks of the open.
+struct Disposition {
+  bool create = false;
+  bool exclusive = false;
+  bool truncate = false;
+};
+
+bool ReadDisposition(uint32_t creationDisposition, Disposition& d) {
+  switch (creationDisposition) {
+    case kCreateNew:
+      d.create = d.exclusive = true;
+      return true;
+    case kCreateAlways:
+      d.create = d.truncate = true;
+      return true;
+    case kOpenExisting:
+      return true;
+    case kOpenAlways:
+      d.create = true;
+      return true;
+    case kTruncateExisting:
+      d.truncate = true;
+      return true;
+  }
+  return false;
+}
+
+// Opens path as d asks; -1 on failure with errno set. existed: the file was there already.
+// Creation is tried exclusively first, since whether the file existed decides the "already
+// exists" report of the creating dispositions.
+int OpenAs(const char* path, int flags, const Disposition& d, bool& existed) {
+  int fd = -1;
+  existed = false;
+  for (int attempt = 0; attempt < 8 && fd < 0; ++attempt) {
+    if (d.create) {
+      fd = open(path, flags | O_CREAT | O_EXCL, 0600);
+      if (fd >= 0 || errno != EEXIST || d.exclusive) break;
+    }
+    fd = open(path, flags);
+    if (fd >= 0) existed = true;
+    if (fd >= 0 || errno != ENOENT || !d.create) break;
+    // Removed between the two opens: try to create it again.
+  }
+  return fd;
+}
+
+}  // namespace
+
 KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t shareMode,
                              void* security, uint32_t creationDisposition,
                              uint32_t flagsAndAttributes, KorinHandle templateFile) {
@@ -203,45 +253,15 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
   if (!CheckPath(path)) return KorinInvalidHandle();
   const bool read = (desiredAccess & kGenericRead) != 0;
   const bool write = (desiredAccess & kGenericWrite) != 0;
-  int flags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK |
-              (read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY));
-  bool create = false;
-  bool exclusive = false;
-  bool truncate = false;
-  switch (creationDisposition) {
-    case kCreateNew:
-      create = exclusive = true;
-      break;
-    case kCreateAlways:
-      create = truncate = true;
-      break;
-    case kOpenExisting:
-      break;
-    case kOpenAlways:
-      create = true;
-      break;
-    case kTruncateExisting:
-      truncate = true;
-      break;
-    default:
-      SetLastError(kErrorInvalidParameter);
-      return KorinInvalidHandle();
+  const int flags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK |
+                    (read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY));
+  Disposition disposition;
+  if (!ReadDisposition(creationDisposition, disposition)) {
+    SetLastError(kErrorInvalidParameter);
+    return KorinInvalidHandle();
   }
-
-  // Whether the file existed decides the "already exists" report of the creating
-  // dispositions, so creation is tried exclusively first.
-  int fd = -1;
   bool existed = false;
-  for (int attempt = 0; attempt < 8 && fd < 0; ++attempt) {
-    if (create) {
-      fd = open(path, flags | O_CREAT | O_EXCL, 0600);
-      if (fd >= 0 || errno != EEXIST || exclusive) break;
-    }
-    fd = open(path, flags);
-    if (fd >= 0) existed = true;
-    if (fd >= 0 || errno != ENOENT || !create) break;
-    // Removed between the two opens: try to create it again.
-  }
+  const int fd = OpenAs(path, flags, disposition, existed);
   if (fd < 0) {
     const int error = errno;
     SetLastError(error == ENOENT   ? MissingError(path)
@@ -262,7 +282,7 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
     return KorinInvalidHandle();
   }
   // An empty file needs no cut, so a reading handle may still "always create" one.
-  if (truncate && st.st_size != 0 && ftruncate(fd, 0) != 0) {
+  if (disposition.truncate && st.st_size != 0 && ftruncate(fd, 0) != 0) {
     int error = errno;
     close(fd);
     SetLastError(error == EBADF || error == EINVAL ? kErrorAccessDenied : MapErrno(error));
