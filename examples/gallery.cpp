@@ -1,7 +1,8 @@
-// Every kind of markup in one text control. Without arguments it opens a window; with
-// "--save FILE.png" it renders the window to FILE.png once it is on screen and exits (the
-// screenshots in doc/ are made this way). Icons come from the data directory's icons/ folder,
-// which it fills from the style's standard icons.
+// Every kind of markup in one text control, and a message box with a live progress bar.
+// Without arguments it opens the text control's window; "--messagebox" opens the box instead;
+// with "--save FILE.png" after either it renders the window to FILE.png once it is on screen
+// and exits (the pictures in doc/images/ are made this way). Icons come from the data
+// directory's icons/ folder, which it fills from the style's standard icons.
 #include <talmon/talmon_ui.h>
 
 #include <QApplication>
@@ -12,12 +13,14 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace {
 
 class Rows : public IMonitorReader {
  public:
+  explicit Rows(std::vector<std::string> rows) : rows_(std::move(rows)) {}
   bool GetCount(uint32_t& count) override {
     count = static_cast<uint32_t>(rows_.size());
     return true;
@@ -28,28 +31,40 @@ class Rows : public IMonitorReader {
     length = static_cast<uint32_t>(rows_[row].size());
     return true;
   }
+  std::vector<std::string>& rows() { return rows_; }
 
  private:
-  std::vector<std::string> rows_ = {
-      "(title Build of the release)",
-      "plain, (bold bold), (little little), (typewriter typewriter) and (underlined underlined)",
-      "(tab)file(tab)size(tab)time",
-      "(tab)page.cpp(tab)48213(tab)00:00:03",
-      "(tab)text_layout.cpp(tab)120877(tab)00:00:11",
-      "(flat a flat box(column)with(column)columns)",
-      "(flat joined rows(column)read(column)as one box)",
-      "(error (bold error:) cannot open (typewriter missing.h))",
-      "see (link https://example.org/build/42)the log) for the details",
-      "(progress 37)(total 100)",
-      "(progress 7) work of unknown length",
-      "(separator)",
-      "(icon info) 14 files copied (right 12:00:01)",
-      "(icon warning) (true) done (false) skipped (field 2 warnings)",
-      "\t(pea)a section's item (raw 11 f(x) = (y))",
-      "(logo logo)",
-      "",
-  };
+  std::vector<std::string> rows_;
 };
+
+const std::vector<std::string> kEveryKind = {
+    "(title Build of the release)",
+    "plain, (bold bold), (little little), (typewriter typewriter) and (underlined underlined)",
+    "(tab)file(tab)size(tab)time",
+    "(tab)page.cpp(tab)48213(tab)00:00:03",
+    "(tab)text_layout.cpp(tab)120877(tab)00:00:11",
+    "(flat a flat box(column)with(column)columns)",
+    "(flat joined rows(column)read(column)as one box)",
+    "(error (bold error:) cannot open (typewriter missing.h))",
+    "see (link https://example.org/build/42)the log) for the details",
+    "(progress 37)(total 100)",
+    "(progress 7) work of unknown length",
+    "(separator)",
+    "(icon info) 14 files copied (right 12:00:01)",
+    "(icon warning) (true) done (false) skipped (field 2 warnings)",
+    "\t(pea)a section's item (raw 11 f(x) = (y))",
+    "(logo logo)",
+    "",
+};
+
+// Renders window to path once it is on screen, then ends the program.
+void SaveWhenShown(QWidget& window, const char* path) {
+  QTimer::singleShot(400, &window, [&window, path] {
+    const bool saved = window.grab().save(QString::fromLocal8Bit(path));
+    if (!saved) std::fprintf(stderr, "gallery: cannot write %s\n", path);
+    QCoreApplication::exit(saved ? 0 : 1);
+  });
+}
 
 // Writes the style's standard icons as NAME.png into the data directory's icons/ folder.
 bool WriteIcons(const QStyle& style) {
@@ -75,12 +90,36 @@ bool WriteIcons(const QStyle& style) {
 
 int main(int argc, char** argv) {
   QApplication app(argc, argv);
-  const char* save = argc > 2 && std::strcmp(argv[1], "--save") == 0 ? argv[2] : nullptr;
+  const bool box = argc > 1 && std::strcmp(argv[1], "--messagebox") == 0;
+  const int next = box ? 2 : 1;
+  const char* save =
+      argc > next + 1 && std::strcmp(argv[next], "--save") == 0 ? argv[next + 1] : nullptr;
   if (!WriteIcons(*app.style())) {
     std::fprintf(stderr, "gallery: cannot write the icons into the data directory\n");
     return 1;
   }
-  Rows rows;
+  if (box) {
+    // A job's question while it goes on copying: the bar moves at every refresh.
+    Rows rows({"(title Copying the release)", "(bold 14) of 37 files copied", "", ""});
+    TalMonMessageBox message(nullptr);
+    message.SetTitle("Copying");
+    message.SetIcon(app.style()->standardIcon(QStyle::SP_MessageBoxQuestion));
+    message.AddButton(1, 1, 0, "&Continue in the background");
+    message.AddButton(2, 0, 1, "&Stop");
+    message.GetTextCtrl().SetMonitor(&rows);
+    int done = 14;
+    QTimer progress;
+    QObject::connect(&progress, &QTimer::timeout, [&rows, &done] {
+      done = done % 37 + 1;
+      rows.rows()[1] = "(bold " + std::to_string(done) + ") of 37 files copied";
+      rows.rows()[2] = "(progress " + std::to_string(done) + ")(total 37)";
+    });
+    progress.start(100);
+    if (save != nullptr) SaveWhenShown(message, save);
+    return static_cast<int>(save != nullptr ? (message.ShowModeless(), app.exec())
+                                            : message.DoModal());
+  }
+  Rows rows(kEveryKind);
   TalMonTextCtrl ctrl;
   ctrl.setWindowTitle("TalMon markup");
   ctrl.SetMonitor(&rows);
@@ -88,12 +127,6 @@ int main(int argc, char** argv) {
   ctrl.resize(560, 18 * 21 + 10);
   ctrl.show();
   ctrl.Refresh(true);
-  if (save != nullptr) {
-    QTimer::singleShot(300, &ctrl, [&ctrl, save] {
-      const bool saved = ctrl.grab().save(QString::fromLocal8Bit(save));
-      if (!saved) std::fprintf(stderr, "gallery: cannot write %s\n", save);
-      QCoreApplication::exit(saved ? 0 : 1);
-    });
-  }
+  if (save != nullptr) SaveWhenShown(ctrl, save);
   return app.exec();
 }
