@@ -19,23 +19,11 @@
 #include <vector>
 
 #include "talmon/message_box.h"
+#include "textctrl/vector_reader.h"
 
 namespace {
 
-class Rows : public IMonitorReader {
- public:
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows.size());
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows.size()) return false;
-    text = rows[row].c_str();
-    length = static_cast<uint32_t>(rows[row].size());
-    return true;
-  }
-  std::vector<std::string> rows;
-};
+using Rows = talmon_test::VectorReader;
 
 // In the order they were added.
 std::vector<QPushButton*> Buttons(const QWidget& box) {
@@ -64,7 +52,7 @@ void Press(QWidget* target, Qt::Key key, Qt::KeyboardModifiers modifiers = Qt::N
 int RunBox(unsigned int type, const std::function<void(TalMonMessageBox&)>& act,
            std::string* captions = nullptr, QImage* icon = nullptr) {
   Rows reader;
-  reader.rows = {"(title A question)", "Go on?"};
+  reader.rows() = {"(title A question)", "Go on?"};
   QTimer::singleShot(0, [&] {
     auto* box = qobject_cast<TalMonMessageBox*>(QApplication::activeModalWidget());
     ASSERT_NE(box, nullptr);
@@ -199,7 +187,7 @@ TEST(MessageBox, CloseRequestsAndTheCaption) {
 // grows with its message up to the screen.
 TEST(MessageBox, ShowsRowsAddedWhileOpenAndGrowsWithThem) {
   Rows reader;
-  reader.rows = {"(title Copying)", "(progress 1)(total 10)"};
+  reader.rows() = {"(title Copying)", "(progress 1)(total 10)"};
   TalMonMessageBox box(nullptr);
   box.AddButton(1, 1, 1, "&Ok");
   box.GetTextCtrl().SetMonitor(&reader);
@@ -207,11 +195,11 @@ TEST(MessageBox, ShowsRowsAddedWhileOpenAndGrowsWithThem) {
   const int height = box.height();
   EXPECT_EQ(box.GetTextCtrl().height(), 200);
   for (int i = 0; i < 20; ++i)
-    reader.rows.push_back("copied file " + std::to_string(i));
+    reader.rows().push_back("copied file " + std::to_string(i));
   QTRY_COMPARE_WITH_TIMEOUT(box.GetTextCtrl().GetVerticalBar()->GetRange(), 22, 2000);
   QTRY_VERIFY_WITH_TIMEOUT(box.height() > height, 2000);
   EXPECT_GE(box.GetTextCtrl().height(), 22 * 21);
-  reader.rows.resize(5000, std::string(3000, 'w'));
+  reader.rows().resize(5000, std::string(3000, 'w'));
   QTest::qWait(300);
   EXPECT_LE(box.width(), box.screen()->availableGeometry().width());
   EXPECT_LE(box.height(), box.screen()->availableGeometry().height());

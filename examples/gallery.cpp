@@ -13,28 +13,32 @@
 #include <cstdio>
 #include <cstring>
 #include <string>
-#include <utility>
 #include <vector>
 
 namespace {
 
-class Rows : public IMonitorReader {
+// A temporary page of a new session, written here and shown by a reader of it.
+class Page {
  public:
-  explicit Rows(std::vector<std::string> rows) : rows_(std::move(rows)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows_.size());
-    return true;
+  Page() {
+    ok_ = TalCreateMonitorSession(&session_) &&
+          TalOpenMonitorWriter(session_, "Gallery", true, &writer_) &&
+          TalOpenMonitorReader(session_, "Gallery", &reader_);
   }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows_.size()) return false;
-    text = rows_[row].c_str();
-    length = static_cast<uint32_t>(rows_[row].size());
-    return true;
+  ~Page() {
+    TalCloseMonitorReader(reader_);
+    TalCloseMonitorWriter(writer_);
+    TalCloseMonitorSession(session_);
   }
-  std::vector<std::string>& rows() { return rows_; }
+  bool ok() const { return ok_; }
+  IMonitorWriter& writer() { return *writer_; }
+  IMonitorReader* reader() { return reader_; }
 
  private:
-  std::vector<std::string> rows_;
+  unsigned int session_ = 0;
+  IMonitorWriter* writer_ = nullptr;
+  IMonitorReader* reader_ = nullptr;
+  bool ok_ = false;
 };
 
 const std::vector<std::string> kEveryKind = {
@@ -98,31 +102,40 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "gallery: cannot write the icons into the data directory\n");
     return 1;
   }
+  Page page;
+  if (!page.ok()) {
+    std::fprintf(stderr, "gallery: cannot open a page in the data directory\n");
+    return 1;
+  }
   if (box) {
     // A job's question while it goes on copying: the bar moves at every refresh.
-    Rows rows({"(title Copying the release)", "(bold 14) of 37 files copied", "", ""});
+    trace(page.writer(), block, title) << "Copying the release";
     TalMonMessageBox message(nullptr);
     message.SetTitle("Copying");
     message.SetIcon(app.style()->standardIcon(QStyle::SP_MessageBoxQuestion));
     message.AddButton(1, 1, 0, "&Continue in the background");
     message.AddButton(2, 0, 1, "&Stop");
-    message.GetTextCtrl().SetMonitor(&rows);
+    message.GetTextCtrl().SetMonitor(page.reader());
     int done = 14;
-    QTimer progress;
-    QObject::connect(&progress, &QTimer::timeout, [&rows, &done] {
+    QTimer ticking;
+    QObject::connect(&ticking, &QTimer::timeout, [&page, &done] {
       done = done % 37 + 1;
-      rows.rows()[1] = "(bold " + std::to_string(done) + ") of 37 files copied";
-      rows.rows()[2] = "(progress " + std::to_string(done) + ")(total 37)";
+      trace(page.writer(), temporary)
+          << done << " of 37 files copied " << progress(done, 37) << flush;
     });
-    progress.start(100);
+    ticking.start(100);
     if (save != nullptr) SaveWhenShown(message, save);
     return static_cast<int>(save != nullptr ? (message.ShowModeless(), app.exec())
                                             : message.DoModal());
   }
-  Rows rows(kEveryKind);
+  for (const std::string& row : kEveryKind) {
+    page.writer().Write(row.c_str());
+    page.writer().Write("\n");
+  }
+  page.writer().Flush();
   TalMonTextCtrl ctrl;
   ctrl.setWindowTitle("TalMon markup");
-  ctrl.SetMonitor(&rows);
+  ctrl.SetMonitor(page.reader());
   ctrl.SetBorder(true);
   ctrl.resize(560, 18 * 21 + 10);
   ctrl.show();

@@ -20,29 +20,16 @@
 #include "talmon/session.h"
 #include "talmon/text_ctrl.h"
 #include "tests/support/temp_dir.h"
+#include "textctrl/vector_reader.h"
 
 namespace {
 
 // Rows in memory that a test can add to while the control shows them.
-class GrowingReader : public IMonitorReader {
- public:
-  explicit GrowingReader(std::vector<std::string> rows = {}) : rows(std::move(rows)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(rows.size());
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& text, uint32_t& length) override {
-    if (row >= rows.size()) return false;
-    text = rows[row].c_str();
-    length = static_cast<uint32_t>(rows[row].size());
-    return true;
-  }
-  void Add(int n, const std::string& row = "row") {
-    for (int i = 0; i < n; ++i)
-      rows.push_back(row);
-  }
-  std::vector<std::string> rows;
-};
+using GrowingReader = talmon_test::VectorReader;
+
+void Add(GrowingReader& reader, int n, const std::string& row = "row") {
+  reader.rows().insert(reader.rows().end(), static_cast<size_t>(n), row);
+}
 
 std::vector<std::string> Rows(int n, const std::string& row = "row") {
   return std::vector<std::string>(static_cast<size_t>(n), row);
@@ -159,14 +146,14 @@ TEST(TextCtrlScroll, RefreshFollowsTheEndAndHoldsAViewScrolledUp) {
   GrowingReader reader(Rows(30));
   Shown shown(&reader, 200, 5 * 21 + 10);  // a page of five rows
   EXPECT_EQ(shown.Pos(), 25);
-  reader.Add(10);
+  Add(reader, 10);
   shown.ctrl.Refresh(true);
   EXPECT_EQ(shown.Pos(), 35);
-  reader.Add(10);
+  Add(reader, 10);
   shown.ctrl.Refresh(false);
   EXPECT_EQ(shown.Pos(), 35) << "no follow asked";
   shown.ctrl.GetVerticalBar()->ClampPos(10);
-  reader.Add(10);
+  Add(reader, 10);
   shown.ctrl.Refresh(true);
   EXPECT_EQ(shown.Pos(), 10) << "scrolled up: stays";
   EXPECT_EQ(shown.ctrl.GetVerticalBar()->GetRange(), 60);
