@@ -8,7 +8,6 @@
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
-#include <sys/sysmacros.h>
 #include <sys/types.h>
 #include <time.h>
 #include <unistd.h>
@@ -553,8 +552,8 @@ bool Korin_IsHeld(const char* path) {
   return held;
 }
 
-bool Korin_ListLockedFiles(std::vector<std::pair<uint64_t, uint64_t>>& files) {
-  files.clear();
+bool Korin_ListLockedInodes(std::vector<uint64_t>& inodes) {
+  inodes.clear();
   FILE* table = fopen("/proc/locks", "re");
   if (table == nullptr) return false;
   // "1: FLOCK  ADVISORY  WRITE 4242 08:01:131 0 EOF"; waiters add "->" after the number.
@@ -567,14 +566,14 @@ bool Korin_ListLockedFiles(std::vector<std::pair<uint64_t, uint64_t>>& files) {
       unsigned long long inode = 0;
       char rest = 0;
       if (sscanf(word, "%x:%x:%llu%c", &major, &minor, &inode, &rest) == 3) {
-        files.emplace_back(static_cast<uint64_t>(makedev(major, minor)), inode);
+        inodes.push_back(inode);
         break;
       }
     }
   }
   const bool read = ferror(table) == 0;
   fclose(table);
-  std::sort(files.begin(), files.end());
+  std::sort(inodes.begin(), inodes.end());
   return read;
 }
 

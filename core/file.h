@@ -23,7 +23,6 @@
 #pragma once
 
 #include <cstdint>
-#include <utility>
 #include <vector>
 
 struct KorinFile;
@@ -131,10 +130,12 @@ bool Korin_FileExists(const char* path);
 // belongs to someone else) counts as held: what cannot be tested is never taken as free.
 bool Korin_IsHeld(const char* path);
 
-// The files on which some process holds a lock, as (device, inode) pairs sorted ascending,
-// read from the kernel's lock table in one go: a file not among them is held by nobody,
-// which spares a listing the open of every file. False when the table cannot be read.
-bool Korin_ListLockedFiles(std::vector<std::pair<uint64_t, uint64_t>>& files);
+// The inode numbers of the files on which some process holds a lock, sorted ascending, read
+// from the kernel's lock table in one go: a file whose inode is not among them is held by
+// nobody, which spares a listing the open of every file. (Devices are not compared: the table
+// names a file system's own device, which a stat on some file systems does not report.) False
+// when the table cannot be read.
+bool Korin_ListLockedInodes(std::vector<uint64_t>& inodes);
 
 // Suspends the calling thread for ms milliseconds.
 void Korin_Sleep(uint32_t ms);

@@ -7,6 +7,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
@@ -333,3 +334,23 @@ TEST(FileTest, MoveCreateDirectoryAndDelete) {
 }
 
 }  // namespace
+
+// The lock table lists a writer's file while the writer holds it, and only then, so that a
+// listing may skip the open of every file the table does not name.
+TEST(LockedInodes, AHeldFileIsListedUntilItsWriterCloses) {
+  ScopedDataDir dir;
+  const std::string path = dir.file("0001Log.TXT");
+  KorinHandle writer = Korin_CreateFile(path.c_str(), kGenericWrite, kFileShareRead, nullptr,
+                                        kCreateAlways, kFileAttributeNormal, nullptr);
+  ASSERT_TRUE(KorinIsOpen(writer));
+  struct stat st;
+  ASSERT_EQ(stat(path.c_str(), &st), 0);
+  const uint64_t inode = st.st_ino;
+  std::vector<uint64_t> locked;
+  if (!Korin_ListLockedInodes(locked)) GTEST_SKIP() << "no lock table to read (/proc/locks)";
+  EXPECT_TRUE(std::binary_search(locked.begin(), locked.end(), inode));
+  EXPECT_TRUE(std::is_sorted(locked.begin(), locked.end()));
+  Korin_CloseHandle(writer);
+  ASSERT_TRUE(Korin_ListLockedInodes(locked));
+  EXPECT_FALSE(std::binary_search(locked.begin(), locked.end(), inode));
+}

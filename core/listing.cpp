@@ -4,7 +4,6 @@
 #include <dirent.h>
 #include <fcntl.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -216,7 +215,6 @@ bool StatOwnFile(const char* directory, const std::string& name, OwnFile& file) 
   file.name = name;
   file.size = st.stx_size;
   file.born = hasBirth ? st.stx_btime.tv_sec : st.stx_mtime.tv_sec;
-  file.device = static_cast<uint64_t>(makedev(st.stx_dev_major, st.stx_dev_minor));
   file.inode = st.stx_ino;
   return true;
 }

@@ -80,9 +80,8 @@ class File {
 struct OwnFile {
   std::string name;
   uint64_t size = 0;
-  int64_t born = 0;     // seconds since the epoch it was made (its last change of content, where
-                        // the file system keeps no birth time)
-  uint64_t device = 0;  // as Korin_ListLockedFiles gives it
+  int64_t born = 0;  // seconds since the epoch it was made (its last change of content, where
+                     // the file system keeps no birth time)
   uint64_t inode = 0;
 };
 

@@ -62,11 +62,10 @@ std::vector<Korin::OwnFile> OwnFiles(const char* directory, const std::vector<st
 struct Listing {
   char directory[Korin::kMaxPath] = {};
   bool haveLocks = false;
-  std::vector<std::pair<uint64_t, uint64_t>> locked;
+  std::vector<uint64_t> locked;  // inodes
 
   bool Held(const Korin::OwnFile& file) const {
-    if (haveLocks && !std::binary_search(locked.begin(), locked.end(),
-                                         std::make_pair(file.device, file.inode))) {
+    if (haveLocks && !std::binary_search(locked.begin(), locked.end(), file.inode)) {
       return false;
     }
     char path[Korin::kMaxPath];
@@ -137,7 +136,7 @@ bool Collect(unsigned int only, std::vector<TalMonSessionInfo>& sessions) {
       !ListSessionFiles(listing.directory, only, files)) {
     return false;
   }
-  listing.haveLocks = Korin_ListLockedFiles(listing.locked);
+  listing.haveLocks = Korin_ListLockedInodes(listing.locked);
   for (const auto& entry : files) {
     const std::vector<Korin::OwnFile> own = OwnFiles(listing.directory, entry.second);
     if (!own.empty()) sessions.push_back(Describe(listing, entry.first, own));
