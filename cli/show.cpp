@@ -13,6 +13,7 @@
 #include "cli/common.h"
 #include "cli/os.h"
 #include "talmon/readers.h"
+#include "talmon/row_batch.h"
 #include "talmon/session.h"
 
 namespace talmon::cli {
@@ -26,11 +27,10 @@ class RowPrinter::Block : public IMonitorReader {
   void Read(IMonitorReader& reader, uint32_t first, uint32_t count) {
     text_.clear();
     starts_.clear();
-    for (uint32_t row = first; row < first + count; ++row) {
-      const char* text = nullptr;
-      uint32_t length = 0;
-      if (!reader.GetRow(row, text, length) || text == nullptr) break;
+    batch_.Read(reader, first, count);
+    for (uint32_t i = 0; i < batch_.Size(); ++i) {
       // A row ends at its first zero byte, whatever length says: that is all the layout reads.
+      const char* text = batch_.Text(i);
       starts_.push_back(text_.size());
       text_.append(text, std::strlen(text));
       text_.push_back('\0');
@@ -49,6 +49,7 @@ class RowPrinter::Block : public IMonitorReader {
   }
 
  private:
+  TalMonitorRowBatch batch_;
   std::string text_;            // each row's text and its zero byte
   std::vector<size_t> starts_;  // where each row starts in text_
 };

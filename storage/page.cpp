@@ -342,7 +342,29 @@ bool TalMonitorBase::GetCount(uint32_t& count) {
   return true;
 }
 
-bool TalMonitorBase::LocateRow(uint32_t row, RowRecord& record, uint32_t& length, bool& last) {
+bool TalMonitorBase::SpanOf(uint64_t pos, const unsigned char* bytes, uint32_t got,
+                            RowSpan& span) const {
+  if (got < kRecordSize) return false;
+  span.textOffset = GetU32(bytes);
+  span.stamp = GetU32(bytes + 4);
+  // Until the writer closes, the text file may hold bytes past the header's text length
+  // (unflushed text, or temporary text a Restore dropped): the last row never shows them.
+  const uint32_t valid =
+      header_.textLength > span.textOffset ? header_.textLength - span.textOffset : 0;
+  if (got < 2 * kRecordSize) {
+    // The last record in the file: the length is the whole text length, not less the
+    // offset, cut to what is valid past the offset.
+    span.length = std::min(header_.textLength, valid);
+    return true;
+  }
+  const bool last = pos + kRecordSize == header_.rowLength;
+  const uint32_t end = last ? header_.textLength : GetU32(bytes + kRecordSize);
+  if (end < span.textOffset) return false;  // a corrupt page
+  span.length = last ? std::min(end - span.textOffset, valid) : end - span.textOffset;
+  return true;
+}
+
+bool TalMonitorBase::LocateRow(uint32_t row, RowSpan& span) {
   if (rowFile_ == nullptr) rowFile_ = OpenForReading(rowPath_);
   if (rowFile_ == nullptr) return false;
   const uint64_t pos = kHeaderSize + uint64_t{kRecordSize} * row;
@@ -350,55 +372,70 @@ bool TalMonitorBase::LocateRow(uint32_t row, RowRecord& record, uint32_t& length
   unsigned char bytes[2 * kRecordSize];
   uint32_t done = 0;
   if (!Korin_ReadFileAt(rowFile_, pos, bytes, sizeof bytes, &done)) return false;
-  if (done < kRecordSize) return false;
-  record.textOffset = GetU32(bytes);
-  record.stamp = GetU32(bytes + 4);
-  if (done < sizeof bytes) {
-    // The last record in the file: the length is the whole text length, not less the
-    // offset; GetRow stops the read at the header's text length anyway.
-    length = header_.textLength;
-    last = true;
-    return true;
+  return SpanOf(pos, bytes, done, span);
+}
+
+uint32_t TalMonitorBase::LocateRows(uint32_t first, uint32_t count, bool refresh,
+                                    std::vector<RowSpan>& spans) {
+  if (refresh) ReadHeader();
+  if (rowFile_ == nullptr) rowFile_ = OpenForReading(rowPath_);
+  if (rowFile_ == nullptr) return 0;
+  uint32_t located = 0;
+  while (located < count) {
+    const uint64_t pos = kHeaderSize + uint64_t{kRecordSize} * (uint64_t{first} + located);
+    if (pos >= header_.rowLength) break;
+    // The rows whose records begin below the row length, as LocateRow counts them.
+    const uint64_t rowsLeft = (header_.rowLength - pos + kRecordSize - 1) / kRecordSize;
+    const uint32_t n =
+        static_cast<uint32_t>(std::min<uint64_t>({count - located, kRecordBlock, rowsLeft}));
+    // Each row's record and the one after it, as LocateRow reads them, in one read.
+    records_.resize((size_t{n} + 1) * kRecordSize);
+    uint32_t got = 0;
+    if (!Korin_ReadFileAt(rowFile_, pos, records_.data(), static_cast<uint32_t>(records_.size()),
+                          &got)) {
+      break;
+    }
+    uint32_t k = 0;
+    for (RowSpan span; k < n; ++k) {
+      const uint32_t at = k * kRecordSize;
+      const uint32_t have = got > at ? std::min(got - at, 2 * kRecordSize) : 0;
+      if (!SpanOf(pos + at, records_.data() + at, have, span)) break;
+      spans.push_back(span);
+    }
+    located += k;
+    if (k < n) break;
   }
-  last = pos + kRecordSize == header_.rowLength;
-  const uint32_t end = last ? header_.textLength : GetU32(bytes + kRecordSize);
-  if (end < record.textOffset) return false;  // a corrupt page
-  length = end - record.textOffset;
-  return true;
+  return located;
+}
+
+bool TalMonitorBase::ReadText(uint64_t offset, char* out, uint32_t size, uint32_t& done) {
+  done = 0;
+  if (textFile_ == nullptr) textFile_ = OpenForReading(textPath_);
+  return textFile_ != nullptr && Korin_ReadFileAt(textFile_, offset, out, size, &done);
 }
 
 bool TalMonitorBase::GetStamp(uint32_t row, uint32_t& stamp) {
   // Answers from the header of the last GetCount or GetRow, without reading it again.
-  RowRecord record;
-  uint32_t length = 0;
-  bool last = false;
-  if (!LocateRow(row, record, length, last)) return false;
-  stamp = record.stamp;
+  RowSpan span;
+  if (!LocateRow(row, span)) return false;
+  stamp = span.stamp;
   return true;
 }
 
 bool TalMonitorBase::GetRow(uint32_t row, const char*& text, uint32_t& length) {
   ReadHeader();
-  RowRecord record;
-  uint32_t want = 0;
-  bool last = false;
-  if (!LocateRow(row, record, want, last)) return false;
+  RowSpan span;
+  if (!LocateRow(row, span)) return false;
   if (textFile_ == nullptr) textFile_ = OpenForReading(textPath_);
   if (textFile_ == nullptr) return false;
-  // Until the writer closes, the text file may hold bytes past the header's text length
-  // (unflushed text, or temporary text a Restore dropped): the last row never shows them.
-  if (last) {
-    const uint32_t valid =
-        header_.textLength > record.textOffset ? header_.textLength - record.textOffset : 0;
-    want = std::min(want, valid);
-  }
+  const uint32_t want = span.length;
   std::vector<char>& buffer = RowBuffer();
   uint32_t got = 0;
   uint32_t step = std::min(want, kFirstRead);
   while (step > 0) {
     if (buffer.size() < size_t{got} + step + 1) buffer.resize(size_t{got} + step + 1);
     uint32_t done = 0;
-    if (!Korin_ReadFileAt(textFile_, uint64_t{record.textOffset} + got, buffer.data() + got, step,
+    if (!Korin_ReadFileAt(textFile_, uint64_t{span.textOffset} + got, buffer.data() + got, step,
                           &done)) {
       return false;
     }

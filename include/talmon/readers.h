@@ -41,6 +41,7 @@ class TALMON_EXPORT TalMonitorReaderPageOrder : public IMonitorReader {
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
 
  private:
+  friend class TalMonitorRowBatchAccess;
   // Finds the page of merged row; local is the row within that page's share, which with
   // the separator on begins with the separator row for every page but the first.
   bool MapRow(uint32_t row, size_t& page, uint32_t& local) const;
@@ -85,6 +86,7 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
 
  private:
+  friend class TalMonitorRowBatchAccess;
   bool OpenIndex();
   bool ReadRecord(uint32_t row, IMonitorReader*& reader, uint32_t& pageRow);
 
