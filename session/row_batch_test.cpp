@@ -124,6 +124,8 @@ TEST(RowBatch, CorruptAndTruncatedPages) {
       {"huge next offset", Header(9, 28, 0, 0) + U32(0) + U32(1) + U32(0xFFFFFFF0u) + U32(2), big},
       {"last row past the text length",
        Header(2, 28, 0, 0) + U32(0) + U32(1) + U32(4) + U32(2) + U32(9) + U32(9), "a\nbcdef"},
+      {"last row past the text length, no record after it",
+       Header(2, 28, 0, 0) + U32(0) + U32(1) + U32(4) + U32(2), "a\nbcdef"},
       {"partial record", Header(3, 20, 0, 0) + U32(0), "abc"},
       {"no row file", "", "abc"},
       {"header only, no text file", Header(3, 20, 0, 0), "<none>"},

@@ -388,17 +388,28 @@ uint32_t TalMonitorBase::LocateRows(uint32_t first, uint32_t count, bool refresh
     const uint64_t rowsLeft = (header_.rowLength - pos + kRecordSize - 1) / kRecordSize;
     const uint32_t n =
         static_cast<uint32_t>(std::min<uint64_t>({count - located, kRecordBlock, rowsLeft}));
-    // Each row's record and the one after it, as LocateRow reads them, in one read.
+    // Each row's record and the one after it, as LocateRow reads them, in one read; the
+    // header's last row needs the record after it only in one case (below), so the read
+    // stops at the row length and meets no end of file.
+    const bool toEnd = pos + uint64_t{n} * kRecordSize == header_.rowLength;
     records_.resize((size_t{n} + 1) * kRecordSize);
+    const uint32_t want = (n + (toEnd ? 0 : 1)) * kRecordSize;
     uint32_t got = 0;
-    if (!Korin_ReadFileAt(rowFile_, pos, records_.data(), static_cast<uint32_t>(records_.size()),
-                          &got)) {
-      break;
-    }
+    if (!Korin_ReadFileAt(rowFile_, pos, records_.data(), want, &got)) break;
+    spans.reserve(spans.size() + n);
     uint32_t k = 0;
     for (RowSpan span; k < n; ++k) {
       const uint32_t at = k * kRecordSize;
-      const uint32_t have = got > at ? std::min(got - at, 2 * kRecordSize) : 0;
+      uint32_t have = got > at ? std::min(got - at, 2 * kRecordSize) : 0;
+      // The last row with an offset past the text length: whether a record follows it
+      // decides between a corrupt row and an empty one.
+      if (toEnd && k + 1 == n && have == kRecordSize &&
+          GetU32(records_.data() + at) > header_.textLength) {
+        uint32_t next = 0;
+        Korin_ReadFileAt(rowFile_, pos + at + kRecordSize, records_.data() + at + kRecordSize,
+                         kRecordSize, &next);
+        have += next;
+      }
       if (!SpanOf(pos + at, records_.data() + at, have, span)) break;
       spans.push_back(span);
     }
