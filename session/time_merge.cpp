@@ -30,8 +30,8 @@ namespace {
 constexpr uint32_t kExhausted = 0xFFFFFFFFu;
 constexpr uint64_t kNoChange = std::numeric_limits<uint64_t>::max();
 constexpr uint32_t kRecordSize = 8;
-// Merge records are written in blocks of this many.
-constexpr size_t kIndexBlockRecords = 8192;
+// Merge records are written in blocks of this many (1 MiB).
+constexpr size_t kIndexBlockRecords = 128 * 1024;
 // Stamps read ahead for the walk: few at first (a page left behind needs one), more as the
 // page keeps being merged.
 constexpr uint32_t kFirstReadAhead = 64;
@@ -46,7 +46,8 @@ namespace talmon {
 uint32_t ReadStamps(IMonitorReader& reader, uint32_t first, uint32_t count,
                     std::vector<uint32_t>& out) {
   if (auto* page = dynamic_cast<TalMonitorBase*>(&reader)) {
-    std::vector<TalMonitorBase::RowSpan> spans;
+    static thread_local std::vector<TalMonitorBase::RowSpan> spans;
+    spans.clear();
     const uint32_t n = page->LocateRows(first, count, false, spans);
     for (const TalMonitorBase::RowSpan& span : spans)
       out.push_back(span.stamp);
@@ -109,12 +110,13 @@ uint64_t TalMonitorReaderTime::Divergence(size_t page) {
 
 size_t TalMonitorReaderTime::Rewind(uint32_t cursor) {
   State& m = *merge_;
+  auto stampOf = [&m](const State::Entry& e) { return m.pages[e.page].stamps[e.row]; };
   const auto cut =
       std::lower_bound(m.entries.begin(), m.entries.end(), cursor,
-                       [](const State::Entry& e, uint32_t stamp) { return e.stamp < stamp; });
+                       [&](const State::Entry& e, uint32_t stamp) { return stampOf(e) < stamp; });
   const size_t from = static_cast<size_t>(cut - m.entries.begin());
-  for (auto e = m.entries.rbegin(); e != m.entries.rend() && e->stamp >= cursor; ++e)
-    m.pages[e->page].stamps.pop_back();
+  for (size_t at = m.entries.size(); at > from; --at)
+    m.pages[m.entries[at - 1].page].stamps.pop_back();
   m.entries.resize(from);
   for (size_t i = 0; i < readers_.size(); ++i) {
     nextRow_[i] = static_cast<uint32_t>(m.pages[i].stamps.size());
@@ -143,44 +145,40 @@ bool TalMonitorReaderTime::FetchStamp(size_t page, uint32_t row, uint32_t& stamp
 
 namespace {
 
-// The pages waiting to give their next row, by (stamp, page): a binary heap with the lowest
-// on top, whose top can be replaced in one pass down (a page's next row goes where its last
-// one was).
+// The pages waiting to give their next row, by (stamp, page) packed into one word: a
+// binary heap with the lowest on top, whose top can be replaced in one pass down (a page's
+// next row goes where its last one was).
 class WaitingPages {
  public:
-  using Waiting = std::pair<uint32_t, uint32_t>;  // stamp, page
+  static uint64_t Key(uint32_t stamp, uint32_t page) { return uint64_t{stamp} << 32 | page; }
+  static uint32_t Stamp(uint64_t key) { return static_cast<uint32_t>(key >> 32); }
+  static uint32_t Page(uint64_t key) { return static_cast<uint32_t>(key); }
 
   bool Empty() const { return heap_.empty(); }
-  const Waiting& Top() const { return heap_.front(); }
-  void Push(Waiting w) {
-    heap_.push_back(w);
-    std::push_heap(heap_.begin(), heap_.end(), std::greater<Waiting>());
+  uint64_t Top() const { return heap_.front(); }
+  void Push(uint64_t key) {
+    heap_.push_back(key);
+    std::push_heap(heap_.begin(), heap_.end(), std::greater<uint64_t>());
   }
   void Pop() {
-    heap_.front() = heap_.back();
+    const uint64_t last = heap_.back();
     heap_.pop_back();
-    SiftDown();
+    if (!heap_.empty()) ReplaceTop(last);
   }
-  void ReplaceTop(Waiting w) {
-    heap_.front() = w;
-    SiftDown();
+  void ReplaceTop(uint64_t key) {
+    const size_t n = heap_.size();
+    size_t at = 0;
+    for (size_t child = 1; child < n; child = 2 * at + 1) {
+      if (child + 1 < n && heap_[child + 1] < heap_[child]) ++child;
+      if (key <= heap_[child]) break;
+      heap_[at] = heap_[child];
+      at = child;
+    }
+    heap_[at] = key;
   }
 
  private:
-  void SiftDown() {
-    const size_t n = heap_.size();
-    for (size_t at = 0;;) {
-      size_t low = at;
-      for (size_t child = 2 * at + 1; child <= 2 * at + 2 && child < n; ++child) {
-        if (heap_[child] < heap_[low]) low = child;
-      }
-      if (low == at) return;
-      std::swap(heap_[at], heap_[low]);
-      at = low;
-    }
-  }
-
-  std::vector<Waiting> heap_;
+  std::vector<uint64_t> heap_;
 };
 
 }  // namespace
@@ -194,7 +192,11 @@ void TalMonitorReaderTime::Walk() {
   // A page's next stamp fetched at position at: true when it waits to be taken; else the
   // page is left behind (pending_ holds the stamp) or exhausted.
   auto fetch = [&](size_t i, uint64_t at, uint32_t& stamp) {
-    if (!FetchStamp(i, nextRow_[i], stamp)) {
+    const State::Page& p = m.pages[i];
+    const uint32_t ahead = nextRow_[i] - p.bufferFirst;  // the common case: read already
+    if (nextRow_[i] >= p.bufferFirst && ahead < p.buffer.size()) {
+      stamp = p.buffer[ahead];
+    } else if (!FetchStamp(i, nextRow_[i], stamp)) {
       pending_[i] = kExhausted;
       return false;
     }
@@ -205,21 +207,29 @@ void TalMonitorReaderTime::Walk() {
   WaitingPages waiting;
   for (size_t i = 0; i < readers_.size(); ++i) {
     uint32_t stamp = 0;
-    if (fetch(i, cursor_, stamp)) waiting.Push({stamp, static_cast<uint32_t>(i)});
+    if (fetch(i, cursor_, stamp)) waiting.Push(WaitingPages::Key(stamp, static_cast<uint32_t>(i)));
   }
   // A first merge takes about every row: room for them all at once. Later merges add few,
   // and the vector grows as it always does.
-  if (m.entries.empty()) m.entries.reserve(total_);
+  if (m.entries.empty()) {
+    m.entries.reserve(total_);
+    for (size_t i = 0; i < readers_.size(); ++i) {
+      uint32_t count = 0;
+      readers_[i]->GetCount(count);
+      m.pages[i].stamps.reserve(count);
+    }
+  }
   while (!waiting.Empty()) {
-    const auto [stamp, i] = waiting.Top();
-    m.entries.push_back({i, nextRow_[i], stamp});
+    const uint32_t stamp = WaitingPages::Stamp(waiting.Top());
+    const uint32_t i = WaitingPages::Page(waiting.Top());
+    m.entries.push_back({i, nextRow_[i]});
     m.pages[i].stamps.push_back(stamp);
     ++nextRow_[i];
     cursor_ = stamp;
     uint32_t next = 0;
     // The last stamp value ends the walk: the merge positions never wrap.
     if (stamp != kExhausted && fetch(i, uint64_t{stamp} + 1, next)) {
-      waiting.ReplaceTop({next, i});
+      waiting.ReplaceTop(WaitingPages::Key(next, i));
     } else {
       if (stamp == kExhausted) pending_[i] = 0;
       waiting.Pop();

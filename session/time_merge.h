@@ -19,10 +19,10 @@ uint32_t ReadStamps(IMonitorReader& reader, uint32_t first, uint32_t count,
 }  // namespace talmon
 
 struct TalMonitorMergeState {
+  // One merged row: the page, and the row in it (its stamp is in that page's stamps).
   struct Entry {
     uint32_t page;
     uint32_t row;
-    uint32_t stamp;
   };
   struct Page {
     // Stamps of the page's rows 0 to n - 1, the rows in the index.
