@@ -304,6 +304,47 @@ TEST(Activity, RegisteredPumpRunsEachRoundAndItsQuitStops) {
   EXPECT_EQ(gPumped, 4);  // nothing registered, nothing pumped
 }
 
+// A pump that waits for the paused producer: it records what it is given to wait on and
+// resumes the session from its third wait, as a viewer would.
+std::vector<std::pair<int, int>> gWaits;
+unsigned int gResumeSession = 0;
+bool PumpNothing() {
+  return true;
+}
+void RecordingWait(int fd, int timeoutMs) {
+  gWaits.emplace_back(fd, timeoutMs);
+  if (gWaits.size() == 3) TalMonitorSetActivity(gResumeSession, 1);
+}
+
+TEST(Activity, PausedWaitSleepsInThePumpsWaitOnTheProcessWatch) {
+  ScopedDataDir dir;
+  ASSERT_TRUE(TalCreateMonitorSession(&gResumeSession));
+  ASSERT_TRUE(TalMonitorSetActivity(gResumeSession, 2));
+  const TalMonEventPump pump = {PumpNothing, nullptr, RecordingWait};
+  TalMonRegisterEventPump(&pump);
+  EXPECT_TRUE(TalMonitorDoEvents(gResumeSession));
+  TalMonRegisterEventPump(nullptr);
+  const int fd = TalMonitorGetChangeDescriptor();
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(gWaits, (std::vector<std::pair<int, int>>(3, {fd, 100})));
+}
+
+TEST(ChangeWatch, OneDescriptorFollowsTheDataDirectory) {
+  int fd = -1;
+  for (int round = 0; round < 2; ++round) {  // a new data directory each round
+    ScopedDataDir dir;
+    if (round == 0) fd = TalMonitorGetChangeDescriptor();
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(TalMonitorGetChangeDescriptor(), fd) << "round " << round;
+    TalWaitMonitorChange(0);
+    EXPECT_FALSE(TalWaitMonitorChange(0)) << "round " << round;
+    MakeFile(dir.file("0001Play.TXT"));
+    EXPECT_TRUE(TalWaitMonitorChange(5000)) << "round " << round;
+    TalWaitMonitorChange(10);  // the creation may come as several events
+    EXPECT_FALSE(TalWaitMonitorChange(-5)) << "round " << round;
+  }
+}
+
 // ---- The C interface ------------------------------------------------------------------
 
 TEST(CInterface, WritersReadersAndExecuteFollowTheSessionRules) {
