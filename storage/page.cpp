@@ -249,10 +249,20 @@ bool TalMonitorBase::PopTab() {
 bool TalMonitorBase::OpenTag(const char* name) {
   if (name == nullptr) return false;
   const char last = header_.lastChar;
-  std::string markup = "(";
-  markup += name;
-  markup += ' ';
-  Write(markup.c_str());
+  // "(name " in one Write, formatted on the stack for the names tags use.
+  char small[64];
+  const size_t length = strlen(name);
+  std::string large;
+  char* markup = small;
+  if (length + 3 > sizeof small) {
+    large.resize(length + 3);
+    markup = &large[0];
+  }
+  markup[0] = '(';
+  memcpy(markup + 1, name, length);
+  markup[length + 1] = ' ';
+  markup[length + 2] = '\0';
+  Write(markup);
   header_.lastChar = last;
   openTags_.emplace_back(name);
   return true;
