@@ -5,7 +5,7 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/deps.sh
-talmon_install_deps g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev
+talmon_install_deps g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev libspdlog-dev
 jobs=$(nproc)
 total=0
 

@@ -195,6 +195,7 @@ bool TalMonitorBase::Write(const char* text) {
   }
   if (textFile_ == nullptr) return false;
   if (*text == 0) return true;
+  if (WriteAtOnce(text)) return true;
   textPos_ = header_.textLength;
   const char* start = text;
   const char* scan = text;
@@ -215,6 +216,88 @@ bool TalMonitorBase::Write(const char* text) {
     ++scan;
   }
   if (*start != 0) PutOut(start, static_cast<uint32_t>(strlen(start)));
+  return true;
+}
+
+void TalMonitorBase::LayOut(const char* text, PageHeader& h, uint32_t& rows) {
+  outText_.clear();
+  outRecords_.clear();
+  rows = 0;
+  // WritePiece, WriteMarkupChar and RepeatOpenTags as they act on the lengths when every
+  // write succeeds.
+  auto piece = [&](const char* bytes, size_t count) {
+    if (count == 0 || bytes[0] == 0) return;
+    outText_.insert(outText_.end(), bytes, bytes + count);
+    h.textLength += static_cast<uint32_t>(count);
+    h.lastChar = bytes[count - 1];
+    if (h.lastChar == '\n') h.lineStart = true;
+  };
+  auto putOut = [&](const char* bytes, size_t count) {
+    if (h.lineStart) {
+      h.lineStart = false;
+      const char last = h.lastChar;
+      for (const std::string& tag : openTags_) {
+        if (tag == kTabMarker) {
+          piece(kTabMarker, 1);
+          continue;
+        }
+        outText_.push_back('(');
+        piece(tag.data(), tag.size());
+        outText_.push_back(' ');
+        h.textLength += 2;
+      }
+      h.lastChar = last;
+    }
+    piece(bytes, count);
+  };
+  const char* start = text;
+  const char* scan = text;
+  while (*scan != 0) {
+    if (*scan++ != '\n') continue;
+    putOut(start, static_cast<size_t>(scan - start));
+    unsigned char record[kRecordSize];
+    PutU32(record, h.textLength);
+    PutU32(record + 4, gRowCounter + rows++ - gRowBase);
+    outRecords_.insert(outRecords_.end(), record, record + kRecordSize);
+    start = scan;
+    if (*scan == 0) break;
+    ++scan;  // never tested: see Write
+  }
+  if (*start != 0) putOut(start, strlen(start));
+}
+
+bool TalMonitorBase::WriteAtOnce(const char* text) {
+  PageHeader h = header_;
+  uint32_t rows = 0;
+  LayOut(text, h, rows);
+  uint32_t done = 0;
+  if (!Korin_WriteFileAt(textFile_, header_.textLength, outText_.data(),
+                         static_cast<uint32_t>(outText_.size()), &done) ||
+      done != outText_.size()) {
+    return false;  // written again piece by piece, each failure taken as it comes
+  }
+  const uint32_t rowLength = header_.rowLength;
+  header_ = h;
+  header_.rowLength = rowLength;
+  if (rows == 0) return true;
+  const size_t last = outRecords_.size() - kRecordSize;
+  record_.textOffset = GetU32(&outRecords_[last]);
+  record_.stamp = GetU32(&outRecords_[last + 4]);
+  gRowCounter += rows;
+  if (rowFile_ == nullptr) return true;
+  done = 0;
+  Korin_WriteFileAt(rowFile_, header_.rowLength, outRecords_.data(),
+                    static_cast<uint32_t>(outRecords_.size()), &done);
+  const uint32_t whole = done / kRecordSize;
+  header_.rowLength += whole * kRecordSize;
+  // The records after a failed one are appended one by one, as BeginRow appends them.
+  RowRecord kept = record_;
+  for (uint32_t i = whole; i < rows; ++i) {
+    record_.textOffset = GetU32(&outRecords_[size_t{i} * kRecordSize]);
+    record_.stamp = GetU32(&outRecords_[size_t{i} * kRecordSize + 4]);
+    AppendRecord();
+  }
+  record_ = kept;
   return true;
 }
 

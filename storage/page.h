@@ -125,6 +125,13 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // Writes one markup character of a restated tag; it counts but is never the last char.
   void WriteMarkupChar(char c);
   void PutOut(const char* bytes, uint32_t count);
+  // Write's text and the records of the rows it begins, laid out in outText_ and
+  // outRecords_ as the piece-by-piece writes would put them: h and rows end as Write would
+  // leave the header and the number of rows begun, when every write succeeds.
+  void LayOut(const char* text, PageHeader& h, uint32_t& rows);
+  // Write with one write of the text and one of the records. False, with nothing changed,
+  // when the text cannot be written whole: Write then goes piece by piece.
+  bool WriteAtOnce(const char* text);
 
   bool writer_ = false;
   char textPath_[Korin::kMaxPath] = {};
@@ -140,6 +147,8 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   uint32_t saveCount_ = 0;
   std::vector<std::string> names_;
   std::vector<unsigned char> records_;  // LocateRows' read of the records, kept for reuse
+  std::vector<char> outText_;           // WriteAtOnce's text and records, kept for reuse
+  std::vector<unsigned char> outRecords_;
   // Where the next piece of text goes: the text length when a Write begins, then past
   // every byte written, counted or not.
   uint64_t textPos_ = 0;
