@@ -190,6 +190,76 @@ TEST(CliRun, RelaysOutputAndErrorsIntoPagesAndReturnsTheStatus) {
   }
 }
 
+std::string FileText(const std::string& path) {
+  std::string text;
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  for (char buffer[4096]; fd >= 0;) {
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n <= 0) break;
+    text.append(buffer, static_cast<size_t>(n));
+  }
+  if (fd >= 0) close(fd);
+  return text;
+}
+
+// Texts as a failure shows them: long ones by their first byte and size.
+Words Short(const Words& texts) {
+  Words shown;
+  for (const std::string& t : texts)
+    shown.push_back(t.size() > 80 ? t.substr(0, 1) + " x " + std::to_string(t.size()) : t);
+  return shown;
+}
+
+// The lines of a whole input, written read by read, give the bytes a flushed row per line
+// gave, and the rows.
+TEST(CliWrite, LinesBecomeTheRowsAndBytesOfOneRowPerLine) {
+  const std::string longLine(70000, 'z');
+  const struct {
+    std::string input;
+    Words rows;
+    std::string text;
+  } cases[] = {
+      {"a\n\nb(c)\r\nd", {"a", "", "(raw 4 b(c))", "d"}, "a\n\n(raw 4 b(c))\nd\n"},
+      {"\n\nx\n\n", {"x", ""}, "x\n\n"},
+      {std::string("x\0y\n\0\0\nz\n", 10), {"x", "z"}, "x\nz\n"},
+      {"cr\r\r\nin (a) line\r\n", {"cr\r", "(raw 11 in (a) line)"}, "cr\r\n(raw 11 in (a) line)\n"},
+      {longLine + "\n", {longLine.substr(0, 65536), longLine.substr(65536)},
+       longLine.substr(0, 65536) + "\n" + longLine.substr(65536) + "\n"},
+  };
+  for (const auto& c : cases) {
+    ScopedDataDir dir;
+    const std::string label = c.input.substr(0, 40);
+    ASSERT_EQ(Talmon({"write", "Log"}, c.input).status, 0) << "case: " << label;
+    EXPECT_EQ(Short(Rows(1, "Log")), Short(c.rows)) << "case: " << label;
+    EXPECT_EQ(Short({FileText(dir.file("0001Log.TXT"))}), Short({c.text})) << "case: " << label;
+  }
+}
+
+// Rows are published as their lines arrive, with no empty row after the last one; a line
+// without its line feed shows after a moment and is completed in place.
+TEST(CliWrite, PublishesEachReadAndShowsAPartialLineAfterAMoment) {
+  ScopedDataDir dir;
+  int in[2];
+  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+  Tool tool = Start({"write", "Log"}, in[0], false);
+  close(in[0]);
+  auto send = [&](const std::string& text) {
+    ASSERT_EQ(write(in[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  };
+  send("a\nb\n");
+  EXPECT_EQ(WaitForRows(1, "Log", 1), 2u);
+  Sleep(100);
+  EXPECT_EQ(Rows(1, "Log"), (Words{"a", "b"}));
+  send("par");
+  EXPECT_EQ(WaitForRows(1, "Log", 2), 3u);
+  EXPECT_EQ(Rows(1, "Log"), (Words{"a", "b", "par"}));
+  send("tial\nc\n");
+  EXPECT_EQ(WaitForRows(1, "Log", 3), 4u);
+  close(in[1]);
+  EXPECT_EQ(Wait(tool.pid), 0);
+  EXPECT_EQ(Rows(1, "Log"), (Words{"a", "b", "partial", "c"}));
+}
+
 TEST(CliRun, PauseStopsTheCommandResumeContinuesItAndStopEndsIt) {
   ScopedDataDir dir;
   Tool run = Start({"run", "--", "sh", "-c", "while :; do echo x; sleep 0.02; done"}, -1, false);
