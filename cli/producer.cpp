@@ -45,11 +45,12 @@ class LineRelay {
     const char* at = data;
     const char* end = data + size;
     while (at < end) {
-      const char* feed = static_cast<const char*>(std::memchr(at, '\n', end - at));
-      const size_t take = static_cast<size_t>((feed != nullptr ? feed : end) - at);
       // A line longer than kMaxLine becomes several rows, so that a stream without line
       // feeds cannot grow the tool's memory without bound.
       const size_t room = kMaxLine - pending_.size() - rowBytes_;
+      const size_t span = std::min<size_t>(end - at, room + 1);
+      const char* feed = static_cast<const char*>(std::memchr(at, '\n', span));
+      const size_t take = feed != nullptr ? static_cast<size_t>(feed - at) : span;
       if (pending_.empty()) since_ = Clock::now();
       pending_.append(at, std::min(take, room));
       at += std::min(take, room);
@@ -292,7 +293,9 @@ int CommandRun(const Args& args) {
   char buffer[kReadSize];
   for (;;) {
     std::vector<bool> ready;
-    os::Poll({child.out, child.err}, PollMs({&outRelay, &errRelay}), ready);
+    // With both pipes closed only the command's end is awaited: look for it often.
+    const bool piped = child.out >= 0 || child.err >= 0;
+    os::Poll({child.out, child.err}, piped ? PollMs({&outRelay, &errRelay}) : 1, ready);
     outRelay.ShowPartial();
     errRelay.ShowPartial();
     int* fds[] = {&child.out, &child.err};

@@ -253,7 +253,9 @@ void TalMonitorBase::LayOut(const char* text, PageHeader& h, uint32_t& rows) {
   const char* start = text;
   const char* scan = text;
   while (*scan != 0) {
-    if (*scan++ != '\n') continue;
+    const char* feed = strchr(scan, '\n');
+    if (feed == nullptr) break;
+    scan = feed + 1;
     putOut(start, static_cast<size_t>(scan - start));
     unsigned char record[kRecordSize];
     PutU32(record, h.textLength);

@@ -223,7 +223,8 @@ TEST(CliWrite, LinesBecomeTheRowsAndBytesOfOneRowPerLine) {
       {"\n\nx\n\n", {"x", ""}, "x\n\n"},
       {std::string("x\0y\n\0\0\nz\n", 10), {"x", "z"}, "x\nz\n"},
       {"cr\r\r\nin (a) line\r\n", {"cr\r", "(raw 11 in (a) line)"}, "cr\r\n(raw 11 in (a) line)\n"},
-      {longLine + "\n", {longLine.substr(0, 65536), longLine.substr(65536)},
+      {longLine + "\n",
+       {longLine.substr(0, 65536), longLine.substr(65536)},
        longLine.substr(0, 65536) + "\n" + longLine.substr(65536) + "\n"},
   };
   for (const auto& c : cases) {
