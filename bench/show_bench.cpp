@@ -9,6 +9,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/ratio.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
 
@@ -81,4 +82,8 @@ BENCHMARK(BM_ShowPageColour)->Unit(benchmark::kMillisecond)->Iterations(3)->UseR
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return talmon_bench::RunWithGoals(
+      argc, argv,
+      {{"show", "BM_ShowPage", "BM_CatText", 10}, {"show", "BM_ShowPageColour", "BM_CatText", 0}});
+}
