@@ -48,6 +48,9 @@ inline void PrintRow(const std::string& area, const std::string& measured, doubl
 // Keeps the real time per iteration of every run while the console shows them as usual.
 class RecordingReporter : public benchmark::ConsoleReporter {
  public:
+  // Without colours: the table's rows are found by their first character.
+  RecordingReporter() : ConsoleReporter(OO_Tabular) {}
+
   void ReportRuns(const std::vector<Run>& runs) override {
     for (const Run& run : runs) {
       if (run.error_occurred) continue;

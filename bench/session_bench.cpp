@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio.h"
 #include "talmon/readers.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
@@ -209,4 +210,11 @@ BENCHMARK(BM_TimeMerge_HeadersFloor)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_NewSession_OldFiles)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NewSession_Floor)->Unit(benchmark::kMillisecond);
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return talmon_bench::RunWithGoals(
+      argc, argv,
+      {{"merge, 4 x 250k rows", "BM_TimeMerge_New", "BM_TimeMerge_Floor", 2},
+       {"merge, 4 x 250k rows", "BM_TimeMerge_Unchanged", "BM_TimeMerge_HeadersFloor", 5},
+       {"merge, 4 x 250k rows", "BM_TimeMerge_After100Rows", "BM_TimeMerge_HeadersFloor", 10},
+       {"new session", "BM_NewSession_OldFiles", "BM_NewSession_Floor", 0}});
+}
