@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "session/stamped_page_test_support.h"
 #include "storage/memory.h"
 #include "storage/page_test_support.h"
 #include "talmon/readers.h"
@@ -20,6 +21,7 @@ namespace {
 using talmon_test::Header;
 using talmon_test::Page;
 using talmon_test::ScopedDataDir;
+using talmon_test::StampedPage;
 using talmon_test::U32;
 
 // A row as a reader hands it out: every byte it vouches for, its length and its stamp.
@@ -143,29 +145,6 @@ TEST(RowBatch, CorruptAndTruncatedPages) {
   }
 }
 
-// A reader of rows with stamps and no files behind them, as a user of the library may write.
-struct StampedRows : IMonitorReader {
-  explicit StampedRows(std::vector<uint32_t> s) : stamps(std::move(s)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(stamps.size());
-    return true;
-  }
-  bool GetStamp(uint32_t row, uint32_t& stamp) override {
-    if (row >= stamps.size()) return false;
-    stamp = stamps[row];
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& out, uint32_t& length) override {
-    if (row >= stamps.size()) return false;
-    text = "s" + std::to_string(stamps[row]);
-    out = text.c_str();
-    length = static_cast<uint32_t>(text.size());
-    return true;
-  }
-  std::vector<uint32_t> stamps;
-  std::string text;
-};
-
 TEST(RowBatch, EveryKindOfReader) {
   ScopedDataDir dir;
   IMonitorWriter* a = nullptr;
@@ -193,7 +172,7 @@ TEST(RowBatch, EveryKindOfReader) {
     ASSERT_TRUE(TalOpenMonitorReader(1, page, &reader));
     merged->AddReader(reader);
   }
-  merged->AddReader(new StampedRows({2, 4, 6, 7}));
+  merged->AddReader(new StampedPage("s", {2, 4, 6, 7}));
   merged->Update();
   ExpectSameAsGetRow(*merged, "merged");
   // Rows flushed after the merge's Update: the merged rows keep their place.
@@ -204,7 +183,7 @@ TEST(RowBatch, EveryKindOfReader) {
   TalMonitorMemory memory;
   memory.Write("m0\nm1\n");
   ExpectSameAsGetRow(memory, "memory");
-  StampedRows stamped({3, 1, 2});
+  StampedPage stamped("s", {3, 1, 2});
   ExpectSameAsGetRow(stamped, "a reader of the library's user");
 
   TalCloseMonitorReader(merged);

@@ -13,6 +13,7 @@
 #include "session/activity.h"
 #include "session/event_pump.h"
 #include "session/session_store.h"
+#include "session/stamped_page_test_support.h"
 #include "talmon/readers.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
@@ -20,6 +21,7 @@
 namespace {
 
 using talmon_test::ScopedDataDir;
+using talmon_test::StampedPage;
 using Strings = std::vector<std::string>;
 
 void MakeFile(const std::string& path, const std::string& content = "") {
@@ -507,29 +509,6 @@ TEST(Readers, PageOrderFollowsThePagesAndTimeOrderTheWriting) {
   TalCloseMonitorWriter(a);
   TalCloseMonitorWriter(b);
 }
-
-// A page with fixed stamps, as pages of other processes have; row i reads name + i.
-struct StampedPage : IMonitorReader {
-  StampedPage(const char* n, std::vector<uint32_t> s) : name(n), stamps(std::move(s)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(stamps.size());
-    return true;
-  }
-  bool GetStamp(uint32_t row, uint32_t& stamp) override {
-    if (row >= stamps.size()) return false;
-    stamp = stamps[row];
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& out, uint32_t& length) override {
-    if (row >= stamps.size()) return false;
-    text = name + std::to_string(row);
-    out = text.c_str();
-    length = static_cast<uint32_t>(text.size());
-    return true;
-  }
-  std::string name, text;
-  std::vector<uint32_t> stamps;
-};
 
 TEST(TimeReader, MergesByStampInOrderOfAddition) {
   ScopedDataDir dir;

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "session/stamped_page_test_support.h"
 #include "storage/page_test_support.h"
 #include "talmon/readers.h"
 #include "talmon/session.h"
@@ -17,31 +18,7 @@ namespace {
 
 using talmon_test::Page;
 using talmon_test::ScopedDataDir;
-
-// A page of another process: its stamps come from another counter, so they may run
-// behind the merge or repeat another page's. Its rows are shared with a twin reader.
-struct ForeignPage : IMonitorReader {
-  ForeignPage(std::string n, std::shared_ptr<std::vector<uint32_t>> s)
-      : name(std::move(n)), stamps(std::move(s)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(stamps->size());
-    return true;
-  }
-  bool GetStamp(uint32_t row, uint32_t& stamp) override {
-    if (row >= stamps->size()) return false;
-    stamp = (*stamps)[row];
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& out, uint32_t& length) override {
-    if (row >= stamps->size()) return false;
-    text = name + std::to_string(row) + "@" + std::to_string((*stamps)[row]);
-    out = text.c_str();
-    length = static_cast<uint32_t>(text.size());
-    return true;
-  }
-  std::string name, text;
-  std::shared_ptr<std::vector<uint32_t>> stamps;
-};
+using talmon_test::StampedPage;
 
 // Every row of the merge as "text|stamp", by the plain walk: each stamp value from 0 up,
 // each page in order, one row per page and value; a page whose next stamp is below the
@@ -147,9 +124,9 @@ class RandomWriters {
 
   void AddForeignPage() {
     foreign_.push_back(std::make_shared<std::vector<uint32_t>>());
-    const std::string name = "f" + std::to_string(foreign_.size());
-    merged_->AddReader(new ForeignPage(name, foreign_.back()));
-    reference_.push_back(new ForeignPage(name, foreign_.back()));
+    const std::string name = "f" + std::to_string(foreign_.size()) + ":";
+    merged_->AddReader(new StampedPage(name, foreign_.back()));
+    reference_.push_back(new StampedPage(name, foreign_.back()));
   }
 
   // New rows with stamps around the writers' own, some below what is merged already; or
