@@ -46,12 +46,7 @@ namespace talmon {
 uint32_t ReadStamps(IMonitorReader& reader, uint32_t first, uint32_t count,
                     std::vector<uint32_t>& out) {
   if (auto* page = dynamic_cast<TalMonitorBase*>(&reader)) {
-    static thread_local std::vector<TalMonitorBase::RowSpan> spans;
-    spans.clear();
-    const uint32_t n = page->LocateRows(first, count, false, spans);
-    for (const TalMonitorBase::RowSpan& span : spans)
-      out.push_back(span.stamp);
-    return n;
+    return page->LocateStamps(first, count, false, out);
   }
   uint32_t n = 0;
   for (uint32_t stamp = 0; n < count && first + n >= first && reader.GetStamp(first + n, stamp);

@@ -472,6 +472,20 @@ bool TalMonitorBase::LocateRow(uint32_t row, RowSpan& span) {
 
 uint32_t TalMonitorBase::LocateRows(uint32_t first, uint32_t count, bool refresh,
                                     std::vector<RowSpan>& spans) {
+  spans.reserve(spans.size() + std::min(count, kRecordBlock));
+  return LocateEach(first, count, refresh,
+                    [&spans](const RowSpan& span) { spans.push_back(span); });
+}
+
+uint32_t TalMonitorBase::LocateStamps(uint32_t first, uint32_t count, bool refresh,
+                                      std::vector<uint32_t>& stamps) {
+  stamps.reserve(stamps.size() + std::min(count, kRecordBlock));
+  return LocateEach(first, count, refresh,
+                    [&stamps](const RowSpan& span) { stamps.push_back(span.stamp); });
+}
+
+template <typename Emit>
+uint32_t TalMonitorBase::LocateEach(uint32_t first, uint32_t count, bool refresh, Emit emit) {
   if (refresh) ReadHeader();
   if (rowFile_ == nullptr) rowFile_ = OpenForReading(rowPath_);
   if (rowFile_ == nullptr) return 0;
@@ -491,7 +505,6 @@ uint32_t TalMonitorBase::LocateRows(uint32_t first, uint32_t count, bool refresh
     const uint32_t want = (n + (toEnd ? 0 : 1)) * kRecordSize;
     uint32_t got = 0;
     if (!Korin_ReadFileAt(rowFile_, pos, records_.data(), want, &got)) break;
-    spans.reserve(spans.size() + n);
     uint32_t k = 0;
     for (RowSpan span; k < n; ++k) {
       const uint32_t at = k * kRecordSize;
@@ -506,7 +519,7 @@ uint32_t TalMonitorBase::LocateRows(uint32_t first, uint32_t count, bool refresh
         have += next;
       }
       if (!SpanOf(pos + at, records_.data() + at, have, span)) break;
-      spans.push_back(span);
+      emit(span);
     }
     located += k;
     if (k < n) break;

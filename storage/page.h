@@ -74,6 +74,9 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // read, as GetStamp does. Returns the number of spans appended. Records are read in
   // blocks of kRecordBlock rows, so count may be anything.
   uint32_t LocateRows(uint32_t first, uint32_t count, bool refresh, std::vector<RowSpan>& spans);
+  // LocateRows for the stamps alone.
+  uint32_t LocateStamps(uint32_t first, uint32_t count, bool refresh,
+                        std::vector<uint32_t>& stamps);
   // Reads up to size bytes of the text file at offset into out, opening a missing text file
   // first; *done receives the count. False when the file cannot be opened or read.
   bool ReadText(uint64_t offset, char* out, uint32_t size, uint32_t& done);
@@ -116,6 +119,9 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // The span of the row whose record is at pos in the row file, from the got bytes read
   // there (its record and, when got reaches 16, the next). False where GetRow refuses it.
   bool SpanOf(uint64_t pos, const unsigned char* bytes, uint32_t got, RowSpan& span) const;
+  // LocateRows, handing each span to emit.
+  template <typename Emit>
+  uint32_t LocateEach(uint32_t first, uint32_t count, bool refresh, Emit emit);
   bool AppendRecord();
   // Starts a new row at the current text length with the next stamp.
   void BeginRow();
