@@ -114,6 +114,8 @@ TEST(RowBatch, CorruptAndTruncatedPages) {
   } cases[] = {
       {"header claims more rows than the file holds",
        Header(5, 44, 0, 0) + U32(0) + U32(1) + U32(3) + U32(2), "ab\ncd"},
+      {"header claims half a billion rows and 4 GiB of text",
+       Header(0xFFFFFFF0u, 0xFFFFFFF4u, 0, 0) + U32(0) + U32(1) + U32(3) + U32(2), "ab\ncd"},
       {"offsets running backwards",
        Header(5, 36, 0, 0) + U32(3) + U32(1) + U32(1) + U32(2) + U32(4) + U32(3), "ab\ncd"},
       {"row length below the header", Header(5, 4, 0, 0), "ab"},
