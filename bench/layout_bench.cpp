@@ -10,47 +10,12 @@
 #include <vector>
 
 #include "bench/ratio.h"
+#include "bench/screen.h"
 #include "talmon/terminal.h"
 #include "talmon/textctrl.h"
 #include "textctrl/recording_device.h"
-#include "textctrl/vector_reader.h"
 
 namespace {
-
-// One screen: 50 rows of mixed markup behind a reader, and the bytes they hold.
-struct Screen {
-  Screen() : Screen(MixedRows()) {}
-  explicit Screen(const std::vector<std::string>& rows) : reader(rows) {
-    for (const std::string& row : rows)
-      bytes += static_cast<int64_t>(row.size());
-  }
-  static std::vector<std::string> MixedRows() {
-    const char* kinds[] = {
-        "(title Build of the release)",
-        "(bold Step 3 of 9:) compiling (typewriter core/file.cpp) with -O2",
-        "(tab)name(tab)size(tab)time",
-        "(tab)page.cpp(tab)48213(tab)00:00:03",
-        "(tab)text_layout.cpp(tab)120877(tab)00:00:11",
-        "(error (bold error:) cannot open (typewriter missing.h))",
-        "see (link https://example.org/build/42)the log) for details",
-        "(progress 37)(total 100)",
-        "(separator)",
-        "(flat a flat row with (column)two(column)columns)",
-        "(icon dialog-information) 14 files copied (right 12:00:01)",
-        "(raw 11 f(x) = (y))",
-        "\t\t(pea)a nested item with (little small print)",
-        "(field 42) (true) done (false) skipped",
-        "plain text of a log row that goes on for a while, as log rows do",
-    };
-    std::vector<std::string> rows;
-    for (int i = 0; i < 50; ++i)
-      rows.push_back(kinds[i % (sizeof kinds / sizeof *kinds)]);
-    return rows;
-  }
-
-  talmon_test::VectorReader reader;
-  int64_t bytes = 0;
-};
 
 class NullDevice : public TalMonDevice {
  public:
@@ -70,19 +35,11 @@ class NullDevice : public TalMonDevice {
   bool BlendImage(const char*, int32_t, int32_t, TalMonPoint, uint8_t) override { return false; }
 };
 
-TalMonPaintInput PaintInput(Screen& screen) {
-  TalMonPaintInput input;
-  input.reader = &screen.reader;
-  input.client = {0, 0, 900, 50 * 21 + 10};
-  input.mouse = {100, 140};
-  return input;
-}
-
 void BM_LayoutRecording(benchmark::State& state) {
-  Screen screen;
+  talmon_bench::Screen screen;
   TalMonRecordingDevice device;
   TalMonTextLayout layout;
-  TalMonPaintInput input = PaintInput(screen);
+  TalMonPaintInput input = screen.Input();
   for (auto _ : state) {
     device.Clear();
     TalMonPaintOutput output;
@@ -94,10 +51,10 @@ void BM_LayoutRecording(benchmark::State& state) {
 BENCHMARK(BM_LayoutRecording);
 
 void BM_LayoutNullDevice(benchmark::State& state) {
-  Screen screen;
+  talmon_bench::Screen screen;
   NullDevice device;
   TalMonTextLayout layout;
-  TalMonPaintInput input = PaintInput(screen);
+  TalMonPaintInput input = screen.Input();
   for (auto _ : state) {
     TalMonPaintOutput output;
     layout.Draw(device, input, output);
@@ -109,7 +66,7 @@ BENCHMARK(BM_LayoutNullDevice);
 
 // Baseline: fetch every row twice (two passes) and find its markup characters.
 void BM_BaselineScanRows(benchmark::State& state) {
-  Screen screen;
+  talmon_bench::Screen screen;
   for (auto _ : state) {
     size_t tokens = 0;
     for (int pass = 0; pass < 2; ++pass) {
@@ -131,7 +88,7 @@ void BM_BaselineScanRows(benchmark::State& state) {
 BENCHMARK(BM_BaselineScanRows);
 
 void BM_Terminal(benchmark::State& state) {
-  Screen screen;
+  talmon_bench::Screen screen;
   TalMonTerminalOptions options;
   options.columns = 120;
   std::vector<std::string> lines;
@@ -145,7 +102,7 @@ BENCHMARK(BM_Terminal);
 
 // Baseline: copy each row into a line as it stands, markup and all.
 void BM_BaselineCopyLines(benchmark::State& state) {
-  Screen screen;
+  talmon_bench::Screen screen;
   std::vector<std::string> lines;
   for (auto _ : state) {
     lines.clear();

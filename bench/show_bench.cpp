@@ -1,5 +1,5 @@
-// `talmon show` of a page of a million rows to /dev/null, beside `cat` of the page's text
-// file: what laying out and rendering every row costs over copying its bytes. Both run as
+// `talmon show` (and `show -f`) of a page of a million rows to /dev/null, beside `cat` of the
+// page's text file: what laying out and rendering every row costs over copying its bytes. Both run as
 // child processes in the same run; max_rss_mib is the largest child's resident size so far.
 #include <stdlib.h>
 #include <sys/resource.h>
@@ -75,10 +75,18 @@ void BM_ShowPageColour(benchmark::State& state) {
   Shell(state, std::string("'") + TALMON_CLI_PATH + "' show --color=always 1 Big > /dev/null");
 }
 
+// Following the page once nothing writes it: the follower reads each row on its own (with
+// its stamp) and checks that nothing holds the session before it ends.
+void BM_FollowPage(benchmark::State& state) {
+  Page();
+  Shell(state, std::string("'") + TALMON_CLI_PATH + "' show -f --color=never 1 Big > /dev/null");
+}
+
 // The work is in the children: wall-clock time is what counts.
 BENCHMARK(BM_CatText)->Unit(benchmark::kMillisecond)->Iterations(5)->UseRealTime();
 BENCHMARK(BM_ShowPage)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 BENCHMARK(BM_ShowPageColour)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
+BENCHMARK(BM_FollowPage)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealTime();
 
 }  // namespace
 

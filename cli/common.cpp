@@ -211,6 +211,34 @@ const char* ActivityName(unsigned int activity) {
   }
 }
 
+bool PauseStands(unsigned int session) {
+  const std::string pause = SessionFile(session, "Pause.TXT");
+  return os::IsOwnFile(pause) && (os::FileSize(pause) == 0 || os::IsHeld(pause));
+}
+
+std::string ActivityLabel(unsigned int session) {
+  unsigned int activity = kTalMonStopped;
+  TalMonitorGetActivity(session, &activity);
+  std::string label = ActivityName(activity);
+  if (activity == kTalMonPlaying && PauseStands(session)) label += ", held by a Pause marker";
+  return label;
+}
+
+const char kNoDataDirectory[] =
+    "no usable data directory: it is $TALMON_DATA_DIR, else $XDG_STATE_HOME/talmon, else\n"
+    "~/.local/state/talmon, and must be a directory of yours that nobody else may write\n"
+    "(TALMON_SHARED_DIR=1 accepts a directory shared with other users)";
+
+int MakeSession(unsigned int& session) {
+  if (TalCreateMonitorSession(&session) && session != 0) return kExitOk;
+  unsigned int last = 0;
+  if (TalMonitorGetLastSession(&last) && last >= 9999) {
+    return Fail("session 9999 exists in " + DataDirectory() +
+                " and numbers stop there: remove its files to start new sessions");
+  }
+  return Fail("cannot make a session in " + DataDirectory());
+}
+
 std::string FormatSize(uint64_t bytes) {
   char text[32];
   if (bytes < 1024) {

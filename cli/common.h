@@ -76,6 +76,17 @@ uint32_t PageRows(unsigned int session, const std::string& page);
 uint64_t PageSize(unsigned int session, const std::string& page);
 // "playing", "paused" or "stopped".
 const char* ActivityName(unsigned int activity);
+// True when the session's "Pause.TXT" stands: the user's own, and empty (made by hand) or
+// held. Beside "Play.TXT" such a marker reads as playing but holds the producer.
+bool PauseStands(unsigned int session);
+// The session's activity in words, with the case of a playing session that a Pause marker
+// holds: "playing, held by a Pause marker".
+std::string ActivityLabel(unsigned int session);
+// Starts a new session for a producing command; kExitOk, or prints why not (the data
+// directory, or session numbers used up to 9999) and returns kExitFailure.
+int MakeSession(unsigned int& session);
+// What the tool says when the library finds no data directory it may use.
+extern const char kNoDataDirectory[];
 // "512 B", "1.5 KiB", "20.0 MiB".
 std::string FormatSize(uint64_t bytes);
 

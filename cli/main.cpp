@@ -1,6 +1,7 @@
 // The `talmon` terminal tool: lists sessions and pages, shows and follows them, controls a
 // session's producer, and produces pages itself (from standard input, from a command, or the
 // demo). Links only the public library.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 #include <string>
@@ -28,7 +29,10 @@ const char kHelp[] =
     "  demo [--seconds N]            a producer that shows every kind of markup\n"
     "\n"
     "'talmon COMMAND --help' tells more. The data directory is $TALMON_DATA_DIR, else\n"
-    "$XDG_STATE_HOME/talmon, else ~/.local/state/talmon.\n"
+    "$XDG_STATE_HOME/talmon, else ~/.local/state/talmon; it must be yours alone unless\n"
+    "TALMON_SHARED_DIR=1 is set, and then each user sees and touches only their own files.\n"
+    "Page names written by the tool may not contain '.' (the library would drop the part\n"
+    "from the dot on) nor be Play, Pause or Stop (the session's markers).\n"
     "Exit status: 0 done, 1 failed, 2 wrong usage; run exits with its command's status.\n";
 
 }  // namespace
@@ -45,6 +49,9 @@ int main(int argc, char** argv) {
     std::fputs(kHelp, stdout);
     return kExitOk;
   }
+  const bool help = std::find(args.begin(), args.end(), "--help") != args.end() ||
+                    std::find(args.begin(), args.end(), "-h") != args.end();
+  if (!help && DataDirectory().empty()) return Fail(kNoDataDirectory);
   if (command == "sessions") return CommandSessions(args);
   if (command == "pages") return CommandPages(args);
   if (command == "pause" || command == "resume" || command == "stop") {

@@ -8,8 +8,10 @@
 #include <signal.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/inotify.h>
 #include <sys/ioctl.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -67,13 +69,19 @@ bool GetEnv(const char* name, std::string& value) {
   return true;
 }
 
+namespace {
+
+bool OwnFileStat(const std::string& path, struct stat& st) {
+  return lstat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode) && st.st_uid == geteuid();
+}
+
+}  // namespace
+
 bool ListFiles(const std::string& dir, std::vector<std::string>& names) {
   DIR* d = opendir(dir.c_str());
   if (d == nullptr) return false;
   while (dirent* e = readdir(d)) {
-    struct stat st;
-    const std::string path = dir + "/" + e->d_name;
-    if (stat(path.c_str(), &st) == 0 && S_ISREG(st.st_mode)) names.emplace_back(e->d_name);
+    if (IsOwnFile(dir + "/" + e->d_name)) names.emplace_back(e->d_name);
   }
   closedir(d);
   return true;
@@ -81,8 +89,32 @@ bool ListFiles(const std::string& dir, std::vector<std::string>& names) {
 
 uint64_t FileSize(const std::string& path) {
   struct stat st;
-  if (stat(path.c_str(), &st) != 0) return 0;
-  return static_cast<uint64_t>(st.st_size);
+  return OwnFileStat(path, st) ? static_cast<uint64_t>(st.st_size) : 0;
+}
+
+bool IsOwnFile(const std::string& path) {
+  struct stat st;
+  return OwnFileStat(path, st);
+}
+
+bool IsHeld(const std::string& path) {
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
+  if (fd < 0) return false;
+  struct stat st;
+  bool held = false;
+  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
+    if (flock(fd, LOCK_SH | LOCK_NB) != 0) {
+      held = errno == EWOULDBLOCK;
+    } else {
+      flock(fd, LOCK_UN);
+    }
+  }
+  close(fd);
+  return held;
+}
+
+bool RemoveOwnFile(const std::string& path) {
+  return IsOwnFile(path) && unlink(path.c_str()) == 0;
 }
 
 void CatchInterrupts() {
@@ -191,8 +223,12 @@ bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& erro
   args.push_back(nullptr);
   const bool replaceInput = isatty(STDIN_FILENO) == 1;
 
+  const pid_t parent = getpid();
   const pid_t pid = fork();
   if (pid == 0) {
+    // A tool killed outright (SIGKILL) cannot stop its command: the kernel does.
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    if (getppid() != parent) _exit(127);  // the tool died before the line above
     setpgid(0, 0);
     // The tool catches interrupts; the command starts with the default handlers.
     signal(SIGINT, SIG_DFL);

@@ -18,10 +18,18 @@ bool TerminalSize(int fd, uint32_t& columns, uint32_t& rows);
 // The variable's value; false when it is not set.
 bool GetEnv(const char* name, std::string& value);
 
-// Names of the regular files in dir (no sub-directories); false when dir cannot be read.
+// Names of the user's own regular files in dir (no sub-directories, links, FIFOs, nor other
+// users' files of a shared directory); false when dir cannot be read.
 bool ListFiles(const std::string& dir, std::vector<std::string>& names);
-// Size of the file in bytes; 0 when it cannot be read.
+// Size of the user's own regular file path in bytes; 0 when it is not one.
 uint64_t FileSize(const std::string& path);
+// True when path is the user's own regular file (a link is not followed).
+bool IsOwnFile(const std::string& path);
+// True when a live process holds path: the exclusive lock that every page writer and every
+// producer keeps on its files (doc/sessions.md, Held files). Never follows a link nor blocks.
+bool IsHeld(const std::string& path);
+// Removes path when it is the user's own regular file; false otherwise.
+bool RemoveOwnFile(const std::string& path);
 
 // From now on SIGINT, SIGTERM and SIGHUP no longer end the tool: they are taken with
 // TakeInterrupt, and a Poll that is waiting when one arrives returns at once.
@@ -63,9 +71,9 @@ struct Child {
 
 // Starts argv[0] (looked up in PATH) as the leader of a new process group. Its standard input
 // is the tool's, except that a terminal is replaced by /dev/null: the command runs in a
-// background group and would be stopped at its first read of the terminal. False when it
-// cannot be started: error says why and exitStatus is the shell's code (127 not found, 126
-// not executable).
+// background group and would be stopped at its first read of the terminal. The command is
+// killed when the tool dies, however it dies. False when it cannot be started: error says why
+// and exitStatus is the shell's code (127 not found, 126 not executable).
 bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& error, int& exitStatus);
 
 enum class GroupSignal { kStop, kContinue, kTerminate, kKill };

@@ -10,6 +10,7 @@
 #include "cli/commands.h"
 #include "cli/common.h"
 #include "cli/os.h"
+#include "talmon/korin_string.h"
 #include "talmon/session.h"
 #include "talmon/trace.h"
 
@@ -160,8 +161,31 @@ int PollMs(std::initializer_list<const LineRelay*> relays) {
   return ms;
 }
 
-bool ValidPageName(const std::string& page) {
-  return !page.empty() && page.find('/') == std::string::npos && page != "." && page != "..";
+// Why the tool will not write page, or "" when it will. The library reads "Log.v2" as the
+// page "Log" (the part from the dot on is a file extension and is replaced), so two names the
+// user tells apart would land in one page; and a page named like a marker would be the
+// session's marker itself.
+std::string PageNameProblem(const std::string& page) {
+  if (page.empty() || page.find('/') != std::string::npos || page == "." || page == "..") {
+    return "'" + page + "' is not a page name";
+  }
+  if (page.find('.') != std::string::npos) {
+    return "page names may not contain '.': '" + page + "' would be written as the page '" +
+           page.substr(0, page.find('.')) + "'";
+  }
+  const Korin::String name(page.c_str());
+  for (const char* marker : {"Play", "Pause", "Stop"}) {
+    if (name.compareIgnoreCase(marker) == 0) {
+      return "'" + page + "' is the name of the session's " + marker + " marker, not a page";
+    }
+  }
+  return "";
+}
+
+// Said once when a page's rows stopped reaching its files.
+std::string LostRows(unsigned int session) {
+  return "rows of session " + std::to_string(session) + " could not be written to " +
+         DataDirectory() + " (is the disk full?); the pages keep the rows before the first lost";
 }
 
 const char kWriteHelp[] =
@@ -171,6 +195,9 @@ const char kWriteHelp[] =
     "Without -s a new session is made for the page, held by this command while it runs: it\n"
     "can be paused and stopped like any producer. With -s the page is added to that existing\n"
     "session; a pause or stop of that session is honoured while its producer runs.\n"
+    "PAGE may not contain '.' (the library would drop the part from the dot on) nor be Play,\n"
+    "Pause or Stop (the session's markers). When rows cannot be written (a full disk), the\n"
+    "command says so and exits with 1.\n"
     "\n"
     "  -s, --session=N  write into session N\n"
     "  --temporary      the page vanishes when this command ends\n";
@@ -181,11 +208,12 @@ const char kRunHelp[] =
     "Runs COMMAND in a new session: its standard output becomes the page NAME (default\n"
     "\"Output\"), its standard error the page NAME + \"Errors\" (default \"Errors\") as error\n"
     "rows, one row per line. Pausing the session stops the command's process group, resuming\n"
-    "continues it, stopping it terminates it. The exit status is the command's, 128 + the\n"
-    "signal when it was killed. A terminal on standard input is not passed on: the command\n"
-    "reads /dev/null instead.\n"
+    "continues it, stopping it terminates it; if talmon itself is killed, so is the command.\n"
+    "The exit status is the command's, 128 + the signal when it was killed, and 1 when the\n"
+    "command succeeded but rows could not be written (a full disk). A terminal on standard\n"
+    "input is not passed on: the command reads /dev/null instead.\n"
     "\n"
-    "  --page=NAME      name of the output page\n";
+    "  --page=NAME      name of the output page: no '.', and not Play, Pause or Stop\n";
 
 }  // namespace
 
@@ -198,7 +226,8 @@ int CommandWrite(const Args& args) {
   }
   if (a.Positional().size() != 1) return UsageError("write", "give exactly one PAGE");
   const std::string page = a.Positional()[0];
-  if (!ValidPageName(page)) return UsageError("write", "'" + page + "' is not a page name");
+  const std::string problem = PageNameProblem(page);
+  if (!problem.empty()) return UsageError("write", problem);
 
   unsigned int session = 0;
   bool ownSession = false;
@@ -214,9 +243,7 @@ int CommandWrite(const Args& args) {
     TalMonitorGetActivity(session, &activity);
     honour = activity != kTalMonStopped;
   } else {
-    if (!TalCreateMonitorSession(&session) || session == 0) {
-      return Fail("cannot make a session in " + DataDirectory());
-    }
+    if ((code = MakeSession(session)) != kExitOk) return code;
     ownSession = true;
   }
   IMonitorWriter* writer = nullptr;
@@ -228,7 +255,8 @@ int CommandWrite(const Args& args) {
 
   LineRelay relay(*writer, false);
   char buffer[kReadSize];
-  for (;;) {
+  // A row that could not be written ends the command: what follows would be lost as well.
+  while (TalCheckMonitorWriter(writer)) {
     if (honour && !TalMonitorDoEvents(session)) break;
     std::vector<bool> ready;
     const int polled = os::Poll({0}, PollMs({&relay}), ready);
@@ -239,9 +267,10 @@ int CommandWrite(const Args& args) {
     relay.Append(buffer, static_cast<size_t>(n));
   }
   relay.Finish();
+  const bool whole = TalCheckMonitorWriter(writer);
   TalCloseMonitorWriter(writer);
   if (ownSession) TalCloseMonitorSession(session);
-  return kExitOk;
+  return whole ? kExitOk : Fail(LostRows(session));
 }
 
 int CommandRun(const Args& args) {
@@ -251,14 +280,11 @@ int CommandRun(const Args& args) {
   if (a.Positional().empty()) return UsageError("run", "no command given");
   const std::string outputPage = a.Value("page", "Output");
   const std::string errorPage = a.Has("page") ? outputPage + "Errors" : "Errors";
-  if (!ValidPageName(outputPage)) {
-    return UsageError("run", "'" + outputPage + "' is not a page name");
-  }
+  const std::string badName = PageNameProblem(outputPage);
+  if (!badName.empty()) return UsageError("run", badName);
 
   unsigned int session = 0;
-  if (!TalCreateMonitorSession(&session) || session == 0) {
-    return Fail("cannot make a session in " + DataDirectory());
-  }
+  if ((code = MakeSession(session)) != kExitOk) return code;
   IMonitorWriter* out = nullptr;
   IMonitorWriter* err = nullptr;
   if (!TalOpenMonitorWriter(session, outputPage.c_str(), false, &out) ||
@@ -350,10 +376,13 @@ int CommandRun(const Args& args) {
   os::Close(child.err);
   outRelay.Finish();
   errRelay.Finish();
+  const bool whole = TalCheckMonitorWriter(out) && TalCheckMonitorWriter(err);
   TalCloseMonitorWriter(out);
   TalCloseMonitorWriter(err);
   TalCloseMonitorSession(session);
-  return status;
+  // The command's own status comes first; a command that succeeded still lost rows.
+  if (!whole) Fail(LostRows(session));
+  return whole || status != 0 ? status : kExitFailure;
 }
 
 }  // namespace talmon::cli

@@ -7,11 +7,13 @@
 #include <cstring>
 #include <memory>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "cli/commands.h"
 #include "cli/common.h"
 #include "cli/os.h"
+#include "talmon/korin_string.h"
 #include "talmon/readers.h"
 #include "talmon/row_batch.h"
 #include "talmon/session.h"
@@ -25,16 +27,16 @@ class RowPrinter::Block : public IMonitorReader {
  public:
   // Reads rows [first, first + count) of reader, up to the first it cannot give.
   void Read(IMonitorReader& reader, uint32_t first, uint32_t count) {
-    text_.clear();
-    starts_.clear();
+    Clear();
     batch_.Read(reader, first, count);
-    for (uint32_t i = 0; i < batch_.Size(); ++i) {
-      // A row ends at its first zero byte, whatever length says: that is all the layout reads.
-      const char* text = batch_.Text(i);
-      starts_.push_back(text_.size());
-      text_.append(text, std::strlen(text));
-      text_.push_back('\0');
-    }
+    for (uint32_t i = 0; i < batch_.Size(); ++i)
+      Append(batch_.Text(i));
+  }
+  // Takes rows [first, first + count) of rows.
+  void Assign(const std::vector<std::string>& rows, size_t first, size_t count) {
+    Clear();
+    for (size_t row = first; row < first + count; ++row)
+      Append(rows[row].c_str());
   }
   bool GetCount(uint32_t& count) override {
     count = static_cast<uint32_t>(starts_.size());
@@ -46,6 +48,18 @@ class RowPrinter::Block : public IMonitorReader {
     text = text_.data() + starts_[row];
     length = static_cast<uint32_t>(end - starts_[row] - 1);
     return true;
+  }
+
+ private:
+  void Clear() {
+    text_.clear();
+    starts_.clear();
+  }
+  // A row ends at its first zero byte, whatever a length says: that is all the layout reads.
+  void Append(const char* text) {
+    starts_.push_back(text_.size());
+    text_.append(text, std::strlen(text));
+    text_.push_back('\0');
   }
 
  private:
@@ -73,51 +87,160 @@ uint32_t RowPrinter::Print(IMonitorReader& reader, uint32_t first, uint32_t end)
   for (uint32_t row = first; row < end; row += kBlockRows) {
     const uint32_t count = std::min(kBlockRows, end - row);
     block_->Read(reader, row, count);
-    TalMonRenderTerminal(*block_, 0, count, *device_, lines_);
-    for (const std::string& line : lines_) {
-      std::fwrite(line.data(), 1, line.size(), out_);
-      std::putc('\n', out_);
-    }
-    printed += static_cast<uint32_t>(lines_.size());
-    if (lines_.size() < count) break;
+    const uint32_t lines = PrintBlock(count);
+    printed += lines;
+    if (lines < count) break;
   }
   return printed;
 }
 
-bool RowFollower::Step(IMonitorReader& reader) {
+void RowPrinter::Print(const std::vector<std::string>& rows) {
+  for (size_t row = 0; row < rows.size(); row += kBlockRows) {
+    const uint32_t count = static_cast<uint32_t>(std::min<size_t>(kBlockRows, rows.size() - row));
+    block_->Assign(rows, row, count);
+    PrintBlock(count);
+  }
+}
+
+uint32_t RowPrinter::PrintBlock(uint32_t count) {
+  TalMonRenderTerminal(*block_, 0, count, *device_, lines_);
+  for (const std::string& line : lines_) {
+    std::fwrite(line.data(), 1, line.size(), out_);
+    std::putc('\n', out_);
+  }
+  return static_cast<uint32_t>(lines_.size());
+}
+
+// One followed page: its reader, how many of its rows were printed, and the texts of the last
+// of them as printed.
+struct PageFollower::Page {
+  Page(const std::string& n, IMonitorReader* r) : name(n), reader(r) {}
+  ~Page() { TalCloseMonitorReader(reader); }
+  Page(const Page&) = delete;
+  Page& operator=(const Page&) = delete;
+
+  std::string name;
+  IMonitorReader* reader;
+  uint32_t printed = 0;
+  std::deque<std::string> window;  // texts of rows [printed - size, printed)
+};
+
+PageFollower::~PageFollower() = default;
+
+bool PageFollower::Add(const std::string& page, IMonitorReader* reader) {
+  if (std::find(names_.begin(), names_.end(), page) != names_.end()) {
+    TalCloseMonitorReader(reader);
+    return false;
+  }
+  pages_.push_back(std::make_unique<Page>(page, reader));
+  names_.push_back(page);
+  return true;
+}
+
+uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows, bool& more) {
+  Page& page = *pages_[index];
   uint32_t count = 0;
-  if (!reader.GetCount(count)) count = 0;
-  // The first row whose text differs from what was printed, or printed_ when none does.
-  uint32_t changed = printed_;
-  const uint32_t windowStart = printed_ - static_cast<uint32_t>(window_.size());
-  for (uint32_t row = windowStart; row < std::min(count, printed_); ++row) {
+  if (!page.reader->GetCount(count)) count = 0;
+  const uint32_t windowStart = page.printed - static_cast<uint32_t>(page.window.size());
+  uint32_t from = page.printed;
+  for (uint32_t row = windowStart; row < std::min(count, page.printed); ++row) {
     const char* text = nullptr;
     uint32_t length = 0;
-    if (!reader.GetRow(row, text, length) || window_[row - windowStart] != text) {
-      changed = row;
+    if (!page.reader->GetRow(row, text, length) || page.window[row - windowStart] != text) {
+      from = row;
       break;
     }
   }
-  if (count < printed_) changed = std::min(changed, count);
-  if (changed == printed_ && count == printed_) return false;
-
-  uint32_t from = changed;
-  if (redraw_ && windowStart < printed_) {
-    // The whole window is drawn again, so that its rows share their tab columns: back to its
-    // first row and clear everything below.
-    from = windowStart;
-    std::fprintf(out_, "\x1b[%uA\r\x1b[J", printed_ - from);
-  }
-  const uint32_t shown = printer_.Print(reader, from, count);
-  printed_ = from + shown;
-
-  window_.clear();
-  const uint32_t keep = std::min(windowRows_, printed_);
-  for (uint32_t row = printed_ - keep; row < printed_; ++row) {
+  if (count < page.printed) from = std::min(from, count);
+  const uint32_t end = count > from && count - from > kStepRows ? from + kStepRows : count;
+  page.window.resize(from > windowStart ? std::min<size_t>(from - windowStart, page.window.size())
+                                        : 0);
+  page.printed = from;
+  // Stamps only order rows of different pages.
+  const bool stamps = order_ == Order::kStamp && pages_.size() > 1;
+  const size_t first = rows.size();
+  // A row the page cannot give (a corrupt or over-long row) ends its part of this Step.
+  for (uint32_t row = from; row < end; ++row) {
     const char* text = nullptr;
     uint32_t length = 0;
-    window_.emplace_back(reader.GetRow(row, text, length) ? text : "");
+    uint32_t stamp = 0;
+    if (!page.reader->GetRow(row, text, length) || text == nullptr) break;
+    if (text[0] == '\0' && row + 1 == count && !final) break;
+    rows.push_back(Row{0, index, row, text});
+    if (stamps && page.reader->GetStamp(row, stamp)) rows.back().stamp = stamp;
+    ++page.printed;
   }
+  // Rows are left when the Step stopped at its share, not at a row the page cannot give.
+  if (page.printed == end && end < count) more = true;
+  // The window keeps the last rows as printed, whichever Step printed them.
+  const size_t taken = rows.size() - first;
+  for (size_t i = first + (taken > windowRows_ ? taken - windowRows_ : 0); i < rows.size(); ++i)
+    page.window.push_back(rows[i].text);
+  while (page.window.size() > windowRows_)
+    page.window.pop_front();
+  return from;
+}
+
+void PageFollower::Redraw(size_t page, uint32_t row) {
+  if (!redraw_) return;
+  auto changed = [&](const std::pair<size_t, uint32_t>& line) {
+    return line.first == page && line.second >= row;
+  };
+  size_t first = shown_.size();
+  while (first > 0 && changed(shown_[first - 1]))
+    --first;
+  if (first == shown_.size()) return;
+  // Lines of other pages printed below some of the changed ones: those stay, and the
+  // changed rows are printed again below.
+  for (size_t i = 0; i < first; ++i) {
+    if (changed(shown_[i])) return;
+  }
+  std::fprintf(out_, "\x1b[%zuA\r\x1b[J", shown_.size() - first);
+  shown_.erase(shown_.begin() + static_cast<long>(first), shown_.end());
+}
+
+void PageFollower::Sort(std::vector<Row>& rows) const {
+  if (order_ == Order::kStamp) {
+    // Equal stamps (pages of different processes) in the order the pages were added.
+    std::stable_sort(rows.begin(), rows.end(), [](const Row& a, const Row& b) {
+      return a.stamp != b.stamp ? a.stamp < b.stamp : a.page < b.page;
+    });
+    return;
+  }
+  std::stable_sort(rows.begin(), rows.end(), [this](const Row& a, const Row& b) {
+    const int names = Korin::String(names_[a.page].c_str())
+                          .compareIgnoreCase(Korin::String(names_[b.page].c_str()));
+    return names != 0 ? names < 0 : a.page < b.page;
+  });
+}
+
+void PageFollower::Print(std::vector<Row>& rows) {
+  std::vector<std::string> texts;
+  texts.reserve(rows.size());
+  for (Row& row : rows) {
+    texts.push_back(std::move(row.text));
+    shown_.emplace_back(row.page, row.row);
+  }
+  while (shown_.size() > windowRows_)
+    shown_.pop_front();
+  printer_.Print(texts);
+}
+
+bool PageFollower::Step(bool final, bool& more) {
+  more = false;
+  std::vector<Row> rows;
+  bool changed = false;
+  for (size_t i = 0; i < pages_.size(); ++i) {
+    const uint32_t printed = pages_[i]->printed;
+    const uint32_t from = Collect(i, final, rows, more);
+    if (from < printed) {
+      changed = true;
+      Redraw(i, from);
+    }
+  }
+  if (rows.empty() && !changed) return false;
+  Sort(rows);
+  Print(rows);
   std::fflush(out_);
   return true;
 }
@@ -125,15 +248,11 @@ bool RowFollower::Step(IMonitorReader& reader) {
 namespace {
 
 constexpr uint32_t kPipeColumns = 160;
-// While rows keep coming, Steps are at least this far apart: each one reads the window again
-// (and the merged reader merges all pages again), and a row still shows within 10 ms.
+// While rows keep coming, Steps are at least this far apart: each one reads every page's
+// window again, and a row still shows within 10 ms.
 constexpr auto kMinStepInterval = std::chrono::milliseconds(4);
 // A wake-up even without a change in the directory, in case a change was missed.
 constexpr int kIdleWaitMs = 250;
-// Once the session has stopped: how long to wait for last rows before ending.
-constexpr int kStoppedWaitMs = 30;
-
-enum class Mode { kPage, kPages, kMerged };
 
 // Where the rows come from; Refresh looks again for new pages and rows.
 class RowSource {
@@ -233,36 +352,70 @@ uint32_t ChooseWindow(bool terminal) {
   return terminal ? 23 : 32;
 }
 
-int Follow(RowSource& source, unsigned int session, RowPrinter& printer, bool terminal,
-           const std::string& width) {
+// Whether a writer still holds a page of the session: one that joined a stopped session
+// (write -s) keeps the follower going.
+bool AnyPageHeld(unsigned int session, const std::vector<std::string>& pages) {
+  for (const std::string& page : pages) {
+    if (os::IsHeld(SessionFile(session, page + ".TXT"))) return true;
+  }
+  return false;
+}
+
+// Starts following the pages of the session that are new (all of them, or only page).
+void AddPages(PageFollower& follower, unsigned int session, const std::string& page,
+              const std::vector<std::string>& pages) {
+  for (const std::string& name : pages) {
+    if ((!page.empty() && name != page) ||
+        std::find(follower.Pages().begin(), follower.Pages().end(), name) !=
+            follower.Pages().end()) {
+      continue;
+    }
+    IMonitorReader* reader = nullptr;
+    if (TalOpenMonitorReader(session, name.c_str(), &reader)) follower.Add(name, reader);
+  }
+}
+
+// Prints the rows of the session's pages (or of page) as they arrive, until no producer plays
+// or pauses the session, no writer holds any of its pages, and every row they can give is
+// printed. The activity and the writers are looked at before the rows: whatever was flushed
+// before the last of them let go is then read by the same Step.
+int Follow(unsigned int session, const std::string& page, PageFollower::Order order,
+           RowPrinter& printer, bool terminal, const std::string& width) {
   os::CatchInterrupts();
   os::DirectoryWatch watch;
   // Without a watch the idle wake-up still notices changes, only later.
   watch.Open(DataDirectory());
-  RowFollower follower(printer, stdout, terminal);
-  follower.SetWindow(ChooseWindow(terminal));
-  bool stopped = false;
+  PageFollower follower(printer, stdout, terminal, order);
+  IMonitorReader* reader = nullptr;
+  // A page that is not there yet is read as soon as it appears.
+  if (!page.empty() && TalOpenMonitorReader(session, page.c_str(), &reader)) {
+    follower.Add(page, reader);
+  }
   auto lastStep = std::chrono::steady_clock::now() - kMinStepInterval;
+  bool more = false;
   for (;;) {
     if (os::TakeInterrupt() != 0) return 130;
+    // Rows left over from the last Step are taken at once.
     const auto now = std::chrono::steady_clock::now();
-    if (now - lastStep < kMinStepInterval)
+    if (!more && now - lastStep < kMinStepInterval)
       std::this_thread::sleep_for(lastStep + kMinStepInterval - now);
     lastStep = std::chrono::steady_clock::now();
     if (terminal) {
       printer.SetColumns(ChooseColumns(width, true));
       follower.SetWindow(ChooseWindow(true));
     }
-    // The activity is read before the rows: rows flushed before the stop are then certain to
-    // be read by this Step or the next.
     unsigned int activity = kTalMonStopped;
     TalMonitorGetActivity(session, &activity);
-    source.Refresh();
-    const bool changed = follower.Step(source.Reader());
-    if (stopped && !changed) return kExitOk;
-    stopped = activity == kTalMonStopped;
+    const std::vector<std::string> pages = ListPages(session);
+    AddPages(follower, session, page, pages);
+    const bool live = activity != kTalMonStopped || AnyPageHeld(session, pages);
+    if (!follower.Step(false, more) && !live && !more) {
+      follower.Step(true, more);
+      return kExitOk;
+    }
+    if (more) continue;
     std::vector<bool> ready;
-    os::Poll({watch.Fd()}, stopped ? kStoppedWaitMs : kIdleWaitMs, ready);
+    os::Poll({watch.Fd()}, kIdleWaitMs, ready);
     watch.Drain();
   }
 }
@@ -325,19 +478,6 @@ int CommandShow(const Args& args) {
     }
   }
 
-  std::unique_ptr<RowSource> source;
-  if (hasPage) {
-    IMonitorReader* reader = nullptr;
-    if (!TalOpenMonitorReader(session, page.c_str(), &reader) || reader == nullptr) {
-      return Fail("cannot read page '" + page + "' of session " + std::to_string(session));
-    }
-    source = std::make_unique<PageSource>(reader);
-  } else if (a.Has("pages")) {
-    source = std::make_unique<PagesSource>(session);
-  } else {
-    source = std::make_unique<MergedSource>(session);
-  }
-
   const bool terminal = os::IsTerminal(1);
   std::string noColour;
   // NO_COLOR set to anything but the empty string turns colour off.
@@ -350,7 +490,23 @@ int CommandShow(const Args& args) {
   std::setvbuf(stdout, buffer, _IOFBF, sizeof buffer);
   RowPrinter printer(stdout, options);
 
-  if (follow) return Follow(*source, session, printer, terminal, width);
+  if (follow) {
+    const auto order =
+        a.Has("pages") ? PageFollower::Order::kPageName : PageFollower::Order::kStamp;
+    return Follow(session, page, order, printer, terminal, width);
+  }
+  std::unique_ptr<RowSource> source;
+  if (hasPage) {
+    IMonitorReader* reader = nullptr;
+    if (!TalOpenMonitorReader(session, page.c_str(), &reader) || reader == nullptr) {
+      return Fail("cannot read page '" + page + "' of session " + std::to_string(session));
+    }
+    source = std::make_unique<PageSource>(reader);
+  } else if (a.Has("pages")) {
+    source = std::make_unique<PagesSource>(session);
+  } else {
+    source = std::make_unique<MergedSource>(session);
+  }
   source->Refresh();
   uint32_t count = 0;
   source->Reader().GetCount(count);

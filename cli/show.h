@@ -1,5 +1,5 @@
 // The rendering side of the terminal tool: rows of a reader printed as terminal lines, and
-// the follower that keeps printing a live reader's new rows and redraws its changing tail.
+// the follower that keeps printing the new rows of live pages and redraws their changing tail.
 // Single-threaded.
 #pragma once
 
@@ -27,9 +27,13 @@ class RowPrinter {
   // Prints rows [first, end) of reader; stops early at a row the reader cannot give. Returns
   // the number of rows printed.
   uint32_t Print(IMonitorReader& reader, uint32_t first, uint32_t end);
+  // Prints the rows given.
+  void Print(const std::vector<std::string>& rows);
 
  private:
   class Block;
+  // Renders and writes the first count rows of the block; the number of lines written.
+  uint32_t PrintBlock(uint32_t count);
 
   std::FILE* out_;
   TalMonTerminalOptions options_;
@@ -39,30 +43,66 @@ class RowPrinter {
   std::vector<std::string> lines_;
 };
 
-// Follows a live reader the way `tail -f` follows a file. Rows already printed stay; the last
-// few printed (the window) are compared at each Step with what the reader now holds, because a
-// producer's temporary row is replaced in place and dropped rows lower the count. On a
-// terminal the window is redrawn in place at every change (cursor up, clear, print again), so
-// the rows on screen share their tab columns; elsewhere changed rows are printed again below,
-// so that no state a reader saw is lost.
-class RowFollower {
+// Follows pages the way `tail -f` follows files: each page is read on its own and every new
+// row is printed once, when it arrives; the rows that arrive together are printed in the
+// view's order (by stamp for the merged view, pages by name for the page-order view), which is
+// as much of that order as is known when they are printed. The last rows printed of each page
+// (its window) are compared at every Step with what the page now holds, because a producer's
+// temporary row is replaced in place and dropped rows lower the count: changed rows are
+// printed again below, so that no state a reader saw is lost, or on a terminal redrawn in
+// place when they are the last lines on the screen.
+class PageFollower {
  public:
-  RowFollower(RowPrinter& printer, std::FILE* out, bool redraw)
-      : printer_(printer), out_(out), redraw_(redraw) {}
-  // How many of the last printed rows may still be redrawn; on a terminal at most its height
-  // less one, as the cursor cannot move above the screen.
+  enum class Order { kStamp, kPageName };
+
+  PageFollower(RowPrinter& printer, std::FILE* out, bool redraw, Order order)
+      : printer_(printer), out_(out), redraw_(redraw), order_(order) {}
+  ~PageFollower();
+  PageFollower(const PageFollower&) = delete;
+  PageFollower& operator=(const PageFollower&) = delete;
+
+  // Follows page through reader, which it then owns; false (reader closed) when that page is
+  // followed already.
+  bool Add(const std::string& page, IMonitorReader* reader);
+  const std::vector<std::string>& Pages() const { return names_; }
+  // How many of each page's last rows may still change and be redrawn; on a terminal at most
+  // its height less one, as the cursor cannot move above the screen.
   void SetWindow(uint32_t rows) { windowRows_ = rows == 0 ? 1 : rows; }
-  // Prints what is new or changed since the last Step; true when anything was.
-  bool Step(IMonitorReader& reader);
-  uint32_t Printed() const { return printed_; }
+  // Prints what is new or changed since the last Step; true when anything was. more: rows
+  // were left for the next Step (at most kStepRows are taken from a page at a time). An empty
+  // last row is the row a line feed has just begun: it is printed only once a row follows it,
+  // or at the final Step, when nothing can add rows any more.
+  bool Step(bool final, bool& more);
+
+  static constexpr uint32_t kStepRows = 8192;
 
  private:
+  struct Page;
+  struct Row {
+    uint32_t stamp;
+    size_t page;
+    uint32_t row;
+    std::string text;
+  };
+  // Reads page's changed and new rows into rows; returns the first row that changed or is
+  // new (the page's printed count when none did).
+  uint32_t Collect(size_t page, bool final, std::vector<Row>& rows, bool& more);
+  // On a terminal, moves back over the lines of page from row on when they are the last lines
+  // printed, and clears them.
+  void Redraw(size_t page, uint32_t row);
+  void Sort(std::vector<Row>& rows) const;
+  // Prints rows, whose texts it takes.
+  void Print(std::vector<Row>& rows);
+
   RowPrinter& printer_;
   std::FILE* out_;
   bool redraw_;
+  Order order_;
   uint32_t windowRows_ = 32;
-  uint32_t printed_ = 0;
-  std::deque<std::string> window_;  // texts of rows [printed_ - size, printed_)
+  std::vector<std::unique_ptr<Page>> pages_;
+  std::vector<std::string> names_;
+  // The page and row of each of the last lines printed, oldest first.
+  std::deque<std::pair<size_t, uint32_t>> shown_;
 };
 
 }  // namespace talmon::cli

@@ -48,7 +48,21 @@ bool MakeDirectories(const std::string& dir) {
   return stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// The data directory, made when missing, ending in "/"; "" when it cannot be had.
+// Whether dir may hold this user's sessions. Everything in it is trusted to be the user's
+// own: a directory someone else owns, or that others may write, would let them plant links
+// and FIFOs, forge sessions and remove the user's files. Such a directory is used only when
+// the user says it is shared (TALMON_SHARED_DIR=1); then each user's files are told apart
+// by their owner alone.
+bool IsSafeDirectory(const std::string& dir) {
+  const char* shared = getenv("TALMON_SHARED_DIR");
+  if (shared != nullptr && strcmp(shared, "1") == 0) return true;
+  struct stat st;
+  return stat(dir.c_str(), &st) == 0 && st.st_uid == geteuid() &&
+         (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+}
+
+// The data directory, made when missing, ending in "/"; "" when it cannot be had or is not
+// safe to use.
 std::string DataDirectory() {
   std::string dir;
   if (const char* explicitDir = NonEmptyEnv("TALMON_DATA_DIR")) {
@@ -62,7 +76,7 @@ std::string DataDirectory() {
   }
   while (dir.size() > 1 && dir.back() == '/')
     dir.pop_back();
-  if (!MakeDirectories(dir)) return std::string();
+  if (!MakeDirectories(dir) || !IsSafeDirectory(dir)) return std::string();
   if (dir != "/") dir += '/';
   return dir;
 }

@@ -3,7 +3,9 @@
 //
 // The data directory is $TALMON_DATA_DIR when set and not empty, else
 // $XDG_STATE_HOME/talmon/, else $HOME/.local/state/talmon/. It is created (mode 0700,
-// parents too) when missing, read afresh on every call, and always ends in "/".
+// parents too) when missing, read afresh on every call, and always ends in "/". An existing
+// directory that another user owns, or that group or others may write, is refused unless
+// $TALMON_SHARED_DIR is "1".
 #pragma once
 
 #include <cstddef>

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <stdlib.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <string>
@@ -12,22 +13,7 @@
 
 namespace {
 
-// Sets (or, for null, clears) an environment variable for the object's lifetime.
-class ScopedEnv {
- public:
-  ScopedEnv(const char* name, const char* value) : name_(name) {
-    const char* old = getenv(name);
-    had_ = old != nullptr;
-    if (had_) old_ = old;
-    value ? setenv(name, value, 1) : unsetenv(name);
-  }
-  ~ScopedEnv() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
-
- private:
-  const char* name_;
-  bool had_;
-  std::string old_;
-};
+using talmon_test::ScopedEnv;
 
 Korin::IAppData& AppData() {
   return *LoadAppDataManager()->GetAppData();
@@ -86,6 +72,36 @@ TEST(AppDataTest, RefusalsLeaveAnEmptyBuffer) {
   ScopedEnv env("TALMON_DATA_DIR", dir.file("file/sub").c_str());
   EXPECT_FALSE(AppData().GetDataDirectory(buffer, 0, sizeof buffer, '/'));
   EXPECT_STREQ(buffer, "");
+}
+
+// A directory others may write, or that another user owns, would let them plant links and
+// forge or remove sessions: it is refused unless the user declares it shared.
+TEST(AppDataTest, UnsafeExistingDirectoryIsRefusedUnlessShared) {
+  struct Case {
+    mode_t mode;
+    bool otherOwner;  // chowned to another user: only when running as root
+    bool ok, okShared;
+  };
+  const Case cases[] = {
+      {0700, false, true, true},  {0755, false, true, true},   {0770, false, false, true},
+      {0777, false, false, true}, {01777, false, false, true}, {0700, true, false, true},
+  };
+  for (const Case& c : cases) {
+    if (c.otherOwner && geteuid() != 0) continue;
+    talmon_test::ScopedDataDir dir;
+    ASSERT_EQ(chmod(dir.path().c_str(), c.mode), 0);
+    if (c.otherOwner) {
+      ASSERT_EQ(chown(dir.path().c_str(), 65534, 65534), 0);
+    }
+    char buffer[Korin::kMaxPath];
+    for (const char* shared : {static_cast<const char*>(nullptr), "0", "1"}) {
+      ScopedEnv env("TALMON_SHARED_DIR", shared);
+      const bool want = shared != nullptr && std::string(shared) == "1" ? c.okShared : c.ok;
+      EXPECT_EQ(AppData().GetDataDirectory(buffer, 0, sizeof buffer, '/'), want)
+          << "case: " << std::oct << c.mode << " other " << c.otherOwner << " shared "
+          << (shared ? shared : "unset");
+    }
+  }
 }
 
 }  // namespace

@@ -115,6 +115,7 @@ Registry& TheRegistry() {
 }
 
 bool CloseFile(KorinFile* f);
+bool WriteAllAt(int fd, uint64_t offset, const void* buffer, uint32_t size, uint32_t* done);
 
 // Closes the files but leaves the handles to their owners: a static object may still hold
 // one and close it later, when a freed handle or a reused descriptor would do harm.
@@ -169,6 +170,11 @@ bool LockExclusive(int fd) {
   return false;
 }
 
+// The only files the library opens: regular, and owned by the caller's effective user.
+bool IsOwnRegularFile(const struct stat& st) {
+  return S_ISREG(st.st_mode) && st.st_uid == geteuid();
+}
+
 int RenameNoReplace(const char* from, const char* to) {
 #if defined(SYS_renameat2)
   long r = syscall(SYS_renameat2, AT_FDCWD, from, AT_FDCWD, to, 1L /* RENAME_NOREPLACE */);
@@ -195,7 +201,8 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
   if (!CheckPath(path)) return KorinInvalidHandle();
   const bool read = (desiredAccess & kGenericRead) != 0;
   const bool write = (desiredAccess & kGenericWrite) != 0;
-  int flags = O_CLOEXEC | (read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY));
+  int flags = O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK |
+              (read && write ? O_RDWR : (write ? O_WRONLY : O_RDONLY));
   bool create = false;
   bool exclusive = false;
   bool truncate = false;
@@ -241,7 +248,7 @@ KorinHandle Korin_CreateFile(const char* path, uint32_t desiredAccess, uint32_t 
     return KorinInvalidHandle();
   }
   struct stat st;
-  if (fstat(fd, &st) != 0 || S_ISDIR(st.st_mode)) {
+  if (fstat(fd, &st) != 0 || !IsOwnRegularFile(st)) {
     close(fd);
     SetLastError(kErrorAccessDenied);
     return KorinInvalidHandle();
@@ -357,9 +364,16 @@ bool Korin_WriteFileAt(KorinHandle handle, uint64_t offset, const void* buffer, 
                        uint32_t* done) {
   if (done) *done = 0;
   if (!CheckTransfer(handle, buffer, size)) return false;
+  return WriteAllAt(handle->fd, offset, buffer, size, done);
+}
+
+namespace {
+
+// Writes all size bytes at offset; *done (may be null) receives the count.
+bool WriteAllAt(int fd, uint64_t offset, const void* buffer, uint32_t size, uint32_t* done) {
   uint32_t total = 0;
   while (total < size) {
-    ssize_t n = pwrite(handle->fd, static_cast<const char*>(buffer) + total, size - total,
+    ssize_t n = pwrite(fd, static_cast<const char*>(buffer) + total, size - total,
                        static_cast<off_t>(offset + total));
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
@@ -373,6 +387,8 @@ bool Korin_WriteFileAt(KorinHandle handle, uint64_t offset, const void* buffer, 
   if (done) *done = total;
   return true;
 }
+
+}  // namespace
 
 bool Korin_SetEndOfFileAt(KorinHandle handle, uint64_t length) {
   if (!KorinIsOpen(handle)) {
@@ -408,6 +424,35 @@ bool Korin_MoveFile(const char* from, const char* to) {
   return true;
 }
 
+bool Korin_CreateFileWithContent(const char* path, const void* data, uint32_t size) {
+  if (!CheckPath(path) || (data == nullptr && size != 0)) return false;
+  char dir[Korin::kMaxDir];
+  Korin::SplitPath(path, nullptr, dir, nullptr, nullptr);
+  // An unnamed file in the directory, written whole, then given its name: nobody ever sees
+  // it part-written.
+  int fd = open(dir[0] != '\0' ? dir : ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, 0600);
+  const bool unnamed = fd >= 0;
+  if (!unnamed && (errno == EOPNOTSUPP || errno == EISDIR || errno == EINVAL)) {
+    // A file system without unnamed files: made under its name, then written.
+    fd = open(path, O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600);
+  }
+  if (fd < 0) {
+    SetPathError(path);
+    return false;
+  }
+  bool made = WriteAllAt(fd, 0, data, size, nullptr);
+  if (made && unnamed) {
+    char self[64];
+    snprintf(self, sizeof self, "/proc/self/fd/%d", fd);
+    made = linkat(AT_FDCWD, self, AT_FDCWD, path, AT_SYMLINK_FOLLOW) == 0;
+    if (!made) SetPathError(path);
+  } else if (!made && !unnamed) {
+    unlink(path);
+  }
+  close(fd);
+  return made;
+}
+
 bool Korin_CreateDirectory(const char* path) {
   if (!CheckPath(path)) return false;
   if (mkdir(path, 0700) != 0) {
@@ -428,14 +473,19 @@ bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out) {
     return false;
   }
   struct stat st;
-  if (stat(path, &st) != 0) {
+  if (lstat(path, &st) != 0) {
     SetPathError(path);
     return false;
   }
   out->size = static_cast<uint64_t>(st.st_size);
+  out->owned = st.st_uid == geteuid();
   if (S_ISDIR(st.st_mode)) {
     out->attributes = kFileAttributeDirectory;
-  } else if (S_ISREG(st.st_mode) && Korin_IsHeld(path)) {
+  } else if (S_ISLNK(st.st_mode)) {
+    out->attributes = kFileAttributeReparsePoint;
+  } else if (!S_ISREG(st.st_mode)) {
+    out->attributes = kFileAttributeDevice;
+  } else if (Korin_IsHeld(path)) {
     // Held files stand where the platform's temporary attribute stood: the session
     // clean-up keeps them.
     out->attributes = kFileAttributeTemporary;
@@ -448,7 +498,7 @@ bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out) {
 bool Korin_FileExists(const char* path) {
   if (!CheckPath(path)) return false;
   struct stat st;
-  if (stat(path, &st) != 0) {
+  if (lstat(path, &st) != 0) {
     SetPathError(path);
     return false;
   }
@@ -457,9 +507,16 @@ bool Korin_FileExists(const char* path) {
 
 bool Korin_IsHeld(const char* path) {
   if (!CheckPath(path)) return false;
-  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK);
+  int fd = open(path, O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
   if (fd < 0) {
-    SetErrno(errno);
+    const int error = errno;
+    SetErrno(error);
+    return error == EACCES || error == EPERM;
+  }
+  struct stat st;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode)) {
+    close(fd);
+    SetLastError(kErrorAccessDenied);
     return false;
   }
   // flock locks belong to the open file description, so this also sees a lock that a

@@ -15,6 +15,11 @@
 //   Handles still open at normal process exit are closed then (only in the process that
 //   opened them, never in a forked child).
 // - All descriptors are close-on-exec; reads and writes are positioned, nothing buffered.
+// - Only regular files of the caller's own (effective) user are opened: every open is made
+//   without following a symbolic link and without blocking (a FIFO named like a page must
+//   not hang anyone), and a link, FIFO, device, directory or another user's file is refused
+//   (kErrorAccessDenied), before it is locked or truncated. The data directory may be shared
+//   between users; nothing of one user is ever written, cut or read through another's name.
 #pragma once
 
 #include <cstdint>
@@ -49,6 +54,8 @@ constexpr uint32_t kFileAttributeTemporary = 0x100;
 constexpr uint32_t kFileAttributeNormal = 0x80;
 constexpr uint32_t kFileAttributeNotContentIndexed = 0x2000;
 constexpr uint32_t kFileAttributeDirectory = 0x10;
+constexpr uint32_t kFileAttributeDevice = 0x40;         // FIFOs, sockets and devices
+constexpr uint32_t kFileAttributeReparsePoint = 0x400;  // symbolic links
 constexpr uint32_t kFileFlagDeleteOnClose = 0x04000000u;
 constexpr uint32_t kFileFlagRandomAccess = 0x10000000u;
 // Errors reported by Korin_GetLastError.
@@ -91,21 +98,35 @@ int Korin_DeleteFile(const char* path);
 // Renames from to to; fails (false, kErrorAlreadyExists) when to exists. The inode, and
 // with it any lock on it, moves with the name.
 bool Korin_MoveFile(const char* from, const char* to);
+// Creates path (mode 0600) holding exactly size bytes of data, all at once: other processes
+// see no file or the whole of it (an unnamed file is written, then linked under path; only
+// on a file system without unnamed files is it written under its name). Never replaces
+// anything at path: false (kErrorAlreadyExists) when path exists.
+bool Korin_CreateFileWithContent(const char* path, const void* data, uint32_t size);
 // Creates one directory level with mode 0700; false when it exists or cannot be made.
 bool Korin_CreateDirectory(const char* path);
 // The reason of the last failure of a Korin_ call on this thread.
 uint32_t Korin_GetLastError();
 
 struct KorinFileAttributes {
-  uint32_t attributes = 0;  // kFileAttributeDirectory, kFileAttributeTemporary (held), ...
+  // kFileAttributeDirectory, kFileAttributeReparsePoint (a link), kFileAttributeDevice,
+  // and for a regular file kFileAttributeTemporary (held) or kFileAttributeNormal.
+  uint32_t attributes = 0;
   uint64_t size = 0;
+  bool owned = false;  // the caller's effective user owns it
 };
-// Attributes of path (stat, plus the held test for regular files); false when it does
-// not exist or cannot be read.
+// True for the attributes of a regular file (held or not).
+inline bool KorinIsRegular(const KorinFileAttributes& a) {
+  return (a.attributes & (kFileAttributeNormal | kFileAttributeTemporary)) != 0;
+}
+// Attributes of path itself (a link is not followed), plus the held test for regular
+// files; false when it does not exist or cannot be read.
 bool Korin_GetFileAttributesEx(const char* path, KorinFileAttributes* out);
-// True when path exists (GetFileAttributesA succeeds).
+// True when path exists (GetFileAttributesA succeeds); a link counts, followed or not.
 bool Korin_FileExists(const char* path);
-// True when a live process holds an exclusive lock on path (the held-file test).
+// True when a live process holds an exclusive lock on the regular file path (the held-file
+// test; a link is not followed). A file that exists but cannot be opened for the test (it
+// belongs to someone else) counts as held: what cannot be tested is never taken as free.
 bool Korin_IsHeld(const char* path);
 
 // Suspends the calling thread for ms milliseconds.

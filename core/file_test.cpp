@@ -160,6 +160,57 @@ TEST(FileTest, AWriterHoldsItsFileAgainstOtherWriters) {
   EXPECT_TRUE(Korin_CloseHandle(OpenWriter(path)));
 }
 
+// Whatever stands under a page's name, an open never follows it, never blocks on it, and
+// never writes, cuts or reads through it: only regular files of the caller's own user open.
+TEST(FileTest, LinksFifosDirectoriesAndOtherUsersFilesAreRefused) {
+  ScopedDataDir dir;
+  const std::string target = dir.file("target");
+  WriteText(target, "precious");
+  struct Case {
+    const char* name;
+    uint32_t attributes;  // as Korin_GetFileAttributesEx reports the entry
+    bool rootOnly;
+  };
+  const Case cases[] = {
+      {"link", kFileAttributeReparsePoint, false}, {"dangling", kFileAttributeReparsePoint, false},
+      {"fifo", kFileAttributeDevice, false},       {"dir", kFileAttributeDirectory, false},
+      {"other", kFileAttributeNormal, true},
+  };
+  ASSERT_EQ(symlink(target.c_str(), dir.file("link").c_str()), 0);
+  ASSERT_EQ(symlink(dir.file("nowhere").c_str(), dir.file("dangling").c_str()), 0);
+  ASSERT_EQ(mkfifo(dir.file("fifo").c_str(), 0666), 0);
+  ASSERT_EQ(mkdir(dir.file("dir").c_str(), 0700), 0);
+  const bool root = geteuid() == 0;
+  if (root) {
+    WriteText(dir.file("other"), "theirs");
+    ASSERT_EQ(chmod(dir.file("other").c_str(), 0666), 0);
+    ASSERT_EQ(chown(dir.file("other").c_str(), 65534, 65534), 0);
+  }
+  for (const Case& c : cases) {
+    if (c.rootOnly && !root) continue;
+    const std::string path = dir.file(c.name);
+    for (uint32_t disposition : {kCreateAlways, kOpenAlways, kOpenExisting, kTruncateExisting}) {
+      EXPECT_EQ(OpenWriter(path, disposition), KorinInvalidHandle())
+          << "case: " << c.name << " " << disposition;
+    }
+    EXPECT_EQ(Korin_CreateFile(path.c_str(), kGenericRead, 7, nullptr, kOpenExisting, 0, nullptr),
+              KorinInvalidHandle())
+        << "case: " << c.name;
+    KorinFileAttributes attributes;
+    ASSERT_TRUE(Korin_GetFileAttributesEx(path.c_str(), &attributes)) << "case: " << c.name;
+    EXPECT_EQ(attributes.attributes, c.attributes) << "case: " << c.name;
+    EXPECT_EQ(attributes.owned, !c.rootOnly) << "case: " << c.name;
+    if (!c.rootOnly) {
+      EXPECT_FALSE(Korin_IsHeld(path.c_str())) << "case: " << c.name;
+    }
+  }
+  EXPECT_EQ(ReadText(target), "precious");
+  EXPECT_EQ(ReadText(dir.file("nowhere")), "<none>");
+  if (root) {
+    EXPECT_EQ(ReadText(dir.file("other")), "theirs");
+  }
+}
+
 TEST(FileTest, WriterWaitsOutABriefHeldTest) {
   ScopedDataDir dir;
   const std::string path = dir.file("marker");

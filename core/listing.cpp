@@ -69,12 +69,14 @@ class WildcardFilter : public IFileFilter {
     if (!name || !*name) return false;
     if (name[0] == '.' && !acceptHidden_) return false;
     if (!MatchWildcard(pattern_.c_str(), name, collator_)) return false;
-    // The entry's type decides last: it costs a stat. Links count as what they lead to;
-    // anything that is neither a directory nor a regular file never passes.
+    // The entry's type decides last: it costs a stat. Links are not followed and never
+    // pass, nor does anything that is neither a directory nor a regular file; a regular
+    // file passes only when it is the caller's own, so that in a directory shared between
+    // users each lists only its own files.
     struct stat st;
-    if (stat(File(dir.getPath(), name).getPath(), &st) != 0) return false;
+    if (lstat(File(dir.getPath(), name).getPath(), &st) != 0) return false;
     if (S_ISDIR(st.st_mode)) return acceptDirectories_;
-    if (S_ISREG(st.st_mode)) return acceptFiles_;
+    if (S_ISREG(st.st_mode)) return acceptFiles_ && st.st_uid == geteuid();
     return false;
   }
 
@@ -163,7 +165,7 @@ bool File::listFiles(std::vector<String>& names, const IFileFilter& filter, bool
 
 bool File::isDirectory() const {
   struct stat st;
-  return stat(path_.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
+  return lstat(path_.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
 String File::getBaseName() const {

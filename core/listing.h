@@ -41,7 +41,8 @@ class IFileFilter {
   static const IFileFilter& getMatchAllFileFilter();
   // Passes names matching pattern under collator: "*" any run, "?" one character.
   // acceptDirectories: directories may pass too; acceptHidden: names starting with "."
-  // may pass; acceptFiles: regular files may pass. The library passes (false, false, true).
+  // may pass; acceptFiles: regular files of the caller's own user may pass. Links, FIFOs
+  // and devices never pass. The library passes (false, false, true).
   //   pattern "0003*.TXT" passes "0003Log.txt", not "0004Log.TXT"
   static std::unique_ptr<IFileFilter> getMatchAllFilesFilenameFilterWithPattern(
       const char* pattern, const ICollator& collator, bool acceptDirectories, bool acceptHidden,
@@ -60,6 +61,7 @@ class File {
   // Appends the names (not paths) of the entries that pass filter, "." and ".." excluded,
   // in directory order. recursive must be false. False when the directory cannot be read.
   bool listFiles(std::vector<String>& names, const IFileFilter& filter, bool recursive) const;
+  // True for a directory itself, not for a link to one.
   bool isDirectory() const;
   // The last component of the path: "/d/0003Log.TXT" => "0003Log.TXT".
   String getBaseName() const;

@@ -78,6 +78,15 @@ TEST(ListingTest, ListingThroughFilters) {
     std::ofstream(dir.file(name)) << "";
   }
   ASSERT_EQ(mkdir(dir.file("0003dir.TXT").c_str(), 0700), 0);
+  // Links, FIFOs and other users' files never pass a pattern filter.
+  ASSERT_EQ(symlink("0003Log.TXT", dir.file("0003link.TXT").c_str()), 0);
+  ASSERT_EQ(mkfifo(dir.file("0003fifo.TXT").c_str(), 0600), 0);
+  size_t entries = 7;
+  if (geteuid() == 0) {
+    std::ofstream(dir.file("0003other.TXT")) << "";
+    ASSERT_EQ(chown(dir.file("0003other.TXT").c_str(), 65534, 65534), 0);
+    ++entries;
+  }
   const Korin::File folder(dir.path().c_str());
   auto list = [&](const Korin::IFileFilter& filter) {
     std::vector<Korin::String> names;
@@ -105,7 +114,7 @@ TEST(ListingTest, ListingThroughFilters) {
         << "case: " << c.pattern << " " << c.directories << c.hidden << c.files;
   }
   const Korin::IFileFilter& all = Korin::IFileFilter::getMatchAllFileFilter();
-  EXPECT_EQ(list(all).size(), 5u);
+  EXPECT_EQ(list(all).size(), entries);
 
   std::vector<Korin::String> names;
   EXPECT_FALSE(folder.listFiles(names, all, true));
@@ -113,6 +122,8 @@ TEST(ListingTest, ListingThroughFilters) {
   EXPECT_TRUE(names.empty());
   EXPECT_TRUE(Korin::File(dir.path().c_str(), "0003dir.TXT").isDirectory());
   EXPECT_FALSE(Korin::File(dir.path().c_str(), "0003Log.TXT").isDirectory());
+  ASSERT_EQ(symlink("0003dir.TXT", dir.file("0003dirlink").c_str()), 0);
+  EXPECT_FALSE(Korin::File(dir.path().c_str(), "0003dirlink").isDirectory());
 }
 
 TEST(ListingTest, FileNames) {

@@ -4,7 +4,8 @@
 set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/deps.sh
-talmon_install_deps g++ cmake make
+# The whole tree configures its Qt half too, even when only the terminal tool is built.
+talmon_install_deps g++ cmake make qt6-base-dev
 cmake -S . -B build/demo -DCMAKE_BUILD_TYPE=Release -DTALMON_BUILD_TESTS=OFF >/dev/null
 cmake --build build/demo -j"$(nproc)" --target talmon_cli
 talmon=build/demo/cli/talmon

@@ -3,6 +3,7 @@
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
 #include <mutex>
 #include <vector>
 
@@ -67,30 +68,70 @@ void WaitForUiOrChange(int watchFd) {
 
 }  // namespace
 
-bool CreateMarkerFile(const char* path, bool held) {
-  const uint32_t heldFlags = kFileFlagRandomAccess | kFileFlagDeleteOnClose |
-                             kFileAttributeNotContentIndexed | kFileAttributeTemporary;
-  const uint32_t closedFlags =
-      kFileFlagRandomAccess | kFileAttributeNotContentIndexed | kFileAttributeNormal;
-  KorinHandle handle =
-      Korin_CreateFile(path, kGenericWrite, kFileShareRead | kFileShareDelete, nullptr, kOpenAlways,
-                       held ? heldFlags : closedFlags, nullptr);
-  if (!KorinIsOpen(handle)) return false;
-  if (!held) {
-    // Emptied: an old producer's marker may have stood at path, and a marker with a pid in
-    // it that nobody holds reads as absent.
-    const bool emptied = Korin_SetEndOfFileAt(handle, 0);
-    Korin_CloseHandle(handle);
-    return emptied;
-  }
+namespace {
+
+void (*gSessionStepHook)(const char*) = nullptr;
+
+// Makes the held marker under a name of its own, already holding the pid, then holds it
+// and renames it to path (never replacing a file there). Whatever step a kill ends it at,
+// what stays behind is no marker at all or a marker with a pid that nobody holds: both
+// read as absent, and the next new session removes them (they have a size).
+bool CreateHeldMarker(const char* path) {
+  const uint32_t flags = kFileFlagRandomAccess | kFileFlagDeleteOnClose |
+                         kFileAttributeNotContentIndexed | kFileAttributeTemporary;
   char pid[16];
   const int length = std::snprintf(pid, sizeof pid, "%u", Korin_GetCurrentProcessId());
-  uint32_t done = 0;
-  Korin_WriteFileAt(handle, 0, pid, static_cast<uint32_t>(length), &done);
-  Korin_SetEndOfFileAt(handle, done);
+  char suffix[20];
+  std::snprintf(suffix, sizeof suffix, ".%s", pid);
+  char temporary[Korin::kMaxPath];
+  if (!JoinPath(temporary, path, suffix)) return false;
+  RemoveOwnFile(temporary);  // left by an earlier process of the same id
+  if (!Korin_CreateFileWithContent(temporary, pid, static_cast<uint32_t>(length))) return false;
+  SessionStep("marker made");
+  KorinHandle handle = Korin_CreateFile(temporary, kGenericWrite, kFileShareRead | kFileShareDelete,
+                                        nullptr, kOpenExisting, flags, nullptr);
+  if (!KorinIsOpen(handle)) {
+    RemoveOwnFile(temporary);
+    return false;
+  }
+  SessionStep("marker held");
+  if (!Korin_MoveFile(temporary, path)) {
+    Korin_CloseHandle(handle);  // delete-on-close: the private name goes
+    return false;
+  }
+  SessionStep("marker placed");
   std::lock_guard<std::mutex> lock(HeldMarkersMutex());
   HeldMarkers().push_back(handle);
   return true;
+}
+
+}  // namespace
+
+void SetSessionStepHook(void (*hook)(const char* step)) {
+  gSessionStepHook = hook;
+}
+
+void SessionStep(const char* step) {
+  if (gSessionStepHook != nullptr) gSessionStepHook(step);
+}
+
+bool IsMarkerName(const char* page) {
+  return page != nullptr && (std::strcmp(page, "Play") == 0 || std::strcmp(page, "Pause") == 0 ||
+                             std::strcmp(page, "Stop") == 0);
+}
+
+bool CreateMarkerFile(const char* path, bool held) {
+  if (held) return CreateHeldMarker(path);
+  const uint32_t closedFlags =
+      kFileFlagRandomAccess | kFileAttributeNotContentIndexed | kFileAttributeNormal;
+  KorinHandle handle = Korin_CreateFile(path, kGenericWrite, kFileShareRead | kFileShareDelete,
+                                        nullptr, kOpenAlways, closedFlags, nullptr);
+  if (!KorinIsOpen(handle)) return false;
+  // Emptied: an old producer's marker may have stood at path, and a marker with a pid in
+  // it that nobody holds reads as absent.
+  const bool emptied = Korin_SetEndOfFileAt(handle, 0);
+  Korin_CloseHandle(handle);
+  return emptied;
 }
 
 bool MarkerPresent(const char* path) {
@@ -98,8 +139,14 @@ bool MarkerPresent(const char* path) {
   if (path == nullptr || path[0] == '\0' || !Korin_GetFileAttributesEx(path, &attributes)) {
     return false;
   }
-  if ((attributes.attributes & kFileAttributeDirectory) != 0) return false;
+  if (!attributes.owned || !KorinIsRegular(attributes)) return false;
   return (attributes.attributes & kFileAttributeTemporary) != 0 || attributes.size == 0;
+}
+
+bool RemoveOwnFile(const char* path) {
+  KorinFileAttributes attributes;
+  return path != nullptr && path[0] != '\0' && Korin_GetFileAttributesEx(path, &attributes) &&
+         attributes.owned && Korin_DeleteFile(path) != 0;
 }
 
 bool PollActivity(unsigned int session) {

@@ -66,9 +66,11 @@ bool TalCreateMonitorSession(unsigned int* session) {
       *session = 0;
       return false;
     }
+    talmon::SessionStep("numbered");
     char path[Korin::kMaxPath];
-    if (talmon::JoinPath(path, prefix, talmon::kPauseMarker)) Korin_DeleteFile(path);
-    if (talmon::JoinPath(path, prefix, talmon::kStopMarker)) Korin_DeleteFile(path);
+    if (talmon::JoinPath(path, prefix, talmon::kPauseMarker)) talmon::RemoveOwnFile(path);
+    if (talmon::JoinPath(path, prefix, talmon::kStopMarker)) talmon::RemoveOwnFile(path);
+    talmon::SessionStep("cleared");
     if (talmon::JoinPath(path, prefix, talmon::kPlayMarker)) {
       talmon::CreateMarkerFile(path, true);
     }
@@ -83,8 +85,8 @@ bool TalCloseMonitorSession(unsigned int session) {
     char prefix[Korin::kMaxPath];
     if (!talmon::ResolveSession(false, &session, prefix)) return true;
     char path[Korin::kMaxPath];
-    if (talmon::JoinPath(path, prefix, talmon::kPauseMarker)) Korin_DeleteFile(path);
-    if (talmon::JoinPath(path, prefix, talmon::kPlayMarker)) Korin_DeleteFile(path);
+    if (talmon::JoinPath(path, prefix, talmon::kPauseMarker)) talmon::RemoveOwnFile(path);
+    if (talmon::JoinPath(path, prefix, talmon::kPlayMarker)) talmon::RemoveOwnFile(path);
     return true;
   } catch (...) {
     return true;
@@ -125,6 +127,9 @@ bool TalOpenMonitorWriter(unsigned int session, const char* page, bool temporary
                           IMonitorWriter** writer) {
   if (writer == nullptr) return false;
   try {
+    // A page named like a marker would be the session's marker itself: a writer there would
+    // pause or stop its own session.
+    if (talmon::IsMarkerName(page)) return false;
     char path[Korin::kMaxPath];
     if (!PagePath(session, page, path)) return false;
     TalMonitorBase* monitor = NewPage(path, true);
@@ -222,6 +227,13 @@ bool TalMonitorExecute(const char* name, IMonitorReader** reader) {
   } catch (...) {
     return false;
   }
+}
+
+bool TalCheckMonitorWriter(IMonitorWriter* writer) {
+  if (writer == nullptr) return false;
+  // Writers of other kinds keep their rows in memory, where nothing falls short.
+  const auto* page = dynamic_cast<const TalMonitorBase*>(writer);
+  return page == nullptr || page->CheckWrites();
 }
 
 bool TalCloseMonitorWriter(IMonitorWriter* writer) {

@@ -261,7 +261,12 @@ bool TalMonitorReaderSession::Update() {
   for (const Korin::String& name : names) {
     const int number = talmon::LeadingSession(name);
     if (number <= 0) continue;
-    if (Korin::File(directory, name).isDirectory()) continue;
+    // Sessions of the caller's own files only: a shared directory holds other users' too.
+    KorinFileAttributes attributes;
+    if (!Korin_GetFileAttributesEx(Korin::File(directory, name).getPath(), &attributes) ||
+        !attributes.owned || !KorinIsRegular(attributes)) {
+      continue;
+    }
     sessions.insert(static_cast<unsigned int>(number));
   }
   bool first = true;

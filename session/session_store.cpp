@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -106,12 +107,53 @@ void RemoveOldSessions(const char* directory, const std::vector<Korin::String>& 
   }
 }
 
+// What one scan of the data directory finds. Only the caller's own regular files count: in
+// a directory shared between users, another user's files neither raise the numbering nor are
+// touched, and the numbers they use are skipped.
+struct SessionScan {
+  unsigned int highest = 0;
+  uint32_t total = 0;  // wraps; only "zero" and "became smaller" matter
+  std::set<unsigned int> others;
+
+  void Add(const char* directory, const Korin::String& entry) {
+    const int number = LeadingSession(entry);
+    if (number <= 0) return;
+    char filePath[Korin::kMaxPath];
+    KorinFileAttributes attributes;
+    if (!JoinPath(filePath, directory, entry) ||
+        !Korin_GetFileAttributesEx(filePath, &attributes)) {
+      // Gone, or unreadable: counted for the number, never for the total.
+      highest = std::max(highest, static_cast<unsigned int>(number));
+      return;
+    }
+    if (!KorinIsRegular(attributes)) return;
+    if (!attributes.owned) {
+      others.insert(static_cast<unsigned int>(number));
+      return;
+    }
+    highest = std::max(highest, static_cast<unsigned int>(number));
+    total += static_cast<uint32_t>(attributes.size);
+  }
+
+  // The first number above floor that no other user's file has.
+  unsigned int FirstFreeAbove(unsigned int floor) const {
+    unsigned int number = floor + 1;
+    while (others.count(number) != 0)
+      ++number;
+    return number;
+  }
+};
+
 }  // namespace
 
 bool ResolveSession(bool newSession, unsigned int* session, char* path) {
   // Each round is one scan; a clean-up that freed bytes asks for another.
   for (;;) {
     if (newSession) *session = 0;
+    if (*session > kMaxSession) {
+      path[0] = '\0';
+      return false;
+    }
     if (!GetDataDirectoryPath(path)) return false;
     char drive[Korin::kMaxDrive];
     char dir[Korin::kMaxDir];
@@ -123,27 +165,20 @@ bool ResolveSession(bool newSession, unsigned int* session, char* path) {
       const char* const directory = path;  // unchanged until the prefix is made below
       std::vector<Korin::String> names;
       Korin::File(directory).listFiles(names, Korin::IFileFilter::getMatchAllFileFilter(), false);
-      unsigned int highest = 0;
-      uint32_t total = 0;  // wraps; only "zero" and "became smaller" matter
-      for (const Korin::String& entry : names) {
-        const Korin::File file(directory, entry);
-        if (file.isDirectory()) continue;
-        const int number = LeadingSession(entry);
-        if (number <= 0) continue;
-        highest = std::max(highest, static_cast<unsigned int>(number));
-        char filePath[Korin::kMaxPath];
-        KorinFileAttributes attributes;
-        if (JoinPath(filePath, directory, entry) &&
-            Korin_GetFileAttributesEx(filePath, &attributes)) {
-          total += static_cast<uint32_t>(attributes.size);
-        }
+      SessionScan scan;
+      for (const Korin::String& entry : names)
+        scan.Add(directory, entry);
+      *session = newSession ? scan.FirstFreeAbove(scan.highest) : scan.highest;
+      // Past the last number a session may have: refused, never wrapped into another's files.
+      if (*session > kMaxSession) {
+        *session = 0;
+        path[0] = '\0';
+        return false;
       }
-      if (newSession) ++highest;
-      *session = highest;
-      if (newSession && total != 0) {
-        const uint32_t before = total;
+      if (newSession && scan.total != 0) {
+        uint32_t total = scan.total;
         RemoveOldSessions(directory, names, *session, total);
-        if (total < before) continue;
+        if (total < scan.total) continue;
       }
     }
 

@@ -22,10 +22,16 @@ bool GetDataDirectoryPath(char* path);
 //   removal freed anything with a size, the directory is scanned again, so the number is
 //   one above what survived (1 when nothing did).
 // A file's session is its LeadingSession; names without one, or with 0, are never counted
-// nor removed.
-// False only when there is no data directory: nothing is ever made relative to the
-// working directory.
+// nor removed. Only the caller's own regular files count: another user's files (in a data
+// directory shared on purpose) neither raise the numbering nor are removed, and a new
+// session skips every number they use.
+// False when there is no data directory (nothing is ever made relative to the working
+// directory), for a session above kMaxSession, and for a new session when kMaxSession is
+// taken: numbers never wrap into another session's files.
 bool ResolveSession(bool newSession, unsigned int* session, char* path);
+
+// Session numbers have four digits.
+constexpr unsigned int kMaxSession = 9999;
 
 // The session a file name belongs to: its leading number read with "%04d" (at most four
 // digits: "12345x" is 1234); 0 when it has none.

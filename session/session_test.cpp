@@ -2,6 +2,7 @@
 // directory, page listing, activity markers, the C interface and the multi-page readers.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <fstream>
@@ -24,6 +25,8 @@ using talmon_test::ScopedDataDir;
 using talmon_test::StampedPage;
 using Strings = std::vector<std::string>;
 
+constexpr uid_t kNobody = 65534;  // the other user of the tests that run as root
+
 void MakeFile(const std::string& path, const std::string& content = "") {
   std::ofstream(path, std::ios::binary) << content;
 }
@@ -33,16 +36,20 @@ bool Exists(const std::string& path) {
 }
 
 // Makes each entry in dir: "name=content" a file, "name+content" a file held open the way a
-// live producer holds its pages, "name/" a directory. Returns the handles to close.
+// live producer holds its pages, "name~content" a file of another user (root only: the
+// caller skips such cases otherwise), "name/" a directory. Returns the handles to close.
 std::vector<KorinHandle> Populate(const ScopedDataDir& dir, const Strings& entries) {
   std::vector<KorinHandle> held;
   for (const std::string& e : entries) {
-    const size_t at = e.find_first_of("=+/");
+    const size_t at = e.find_first_of("=+~/");
     const std::string path = dir.file(e.substr(0, at)), content = e.substr(at + 1);
     if (e[at] == '/') {
       mkdir(path.c_str(), 0700);
-    } else if (e[at] == '=') {
+    } else if (e[at] == '=' || e[at] == '~') {
       MakeFile(path, content);
+      if (e[at] == '~') {
+        EXPECT_EQ(chown(path.c_str(), kNobody, kNobody), 0) << path;
+      }
     } else {
       held.push_back(Korin_CreateFile(path.c_str(), kGenericWrite, kFileShareRead, nullptr,
                                       kCreateAlways, kFileAttributeNormal, nullptr));
@@ -81,8 +88,8 @@ TEST(SessionNumbering, ScanCleanUpAndRescan) {
   const struct {
     const char* label;
     Strings entries;
-    unsigned int last, next;
-    Strings survivors;  // sorted listing after the new session
+    unsigned int last, next;  // next 0: no new number can be had
+    Strings survivors;        // sorted listing after the new session
   } cases[] = {
       {"empty directory", {}, 0, 1, {}},
       {"all removed: restart", {"0003A.TXT=abc", "0007B.TXT=xyz"}, 7, 1, {}},
@@ -93,8 +100,19 @@ TEST(SessionNumbering, ScanCleanUpAndRescan) {
       {"directories ignored", {"0009dir/", "0002A.TXT=x"}, 2, 1, {"0009dir"}},
       {"only empty files: no clean-up", {"0002A.TXT="}, 2, 3, {"0002A.TXT"}},
       {"stops once sizes are freed", {"0001A.TXT=abc", "0002B.TXT="}, 2, 3, {"0002B.TXT"}},
+      {"9999 taken: refused, never wrapped", {"9999A.TXT="}, 9999, 0, {"9999A.TXT"}},
+      {"numbers of another user's files are skipped, their files kept",
+       {"0003A.TXT=abc", "0005X.TXT~theirs", "0001Y.TXT~theirs", "0002Y.TXT~theirs"},
+       3,
+       3,
+       {"0001Y.TXT", "0002Y.TXT", "0005X.TXT"}},
+      {"another user's 9999 is not the caller's", {"9999X.TXT~forged"}, 0, 1, {"9999X.TXT"}},
   };
   for (const auto& c : cases) {
+    bool others = false;
+    for (const std::string& e : c.entries)
+      others = others || e.find('~') != std::string::npos;
+    if (others && geteuid() != 0) continue;
     ScopedDataDir dir;
     const std::vector<KorinHandle> held = Populate(dir, c.entries);
     unsigned int session = 99;
@@ -104,7 +122,7 @@ TEST(SessionNumbering, ScanCleanUpAndRescan) {
     std::snprintf(digits, sizeof digits, "%04u", c.last);
     ASSERT_TRUE(TalMonitorDefineSession(0, prefix)) << c.label;
     EXPECT_EQ(prefix, dir.path() + digits) << c.label;
-    ASSERT_TRUE(TalMonitorDefineNewSession(&session)) << c.label;
+    EXPECT_EQ(TalMonitorDefineNewSession(&session), c.next != 0) << c.label;
     EXPECT_EQ(session, c.next) << c.label;
     EXPECT_EQ(dir.list(), c.survivors) << c.label;
     for (KorinHandle h : held)
@@ -419,6 +437,14 @@ TEST(CInterface, BadInputIsRefusedAndMakesNothing) {
     EXPECT_FALSE(TalMonitorExecute(name, &reader)) << label;
     EXPECT_TRUE(writer == nullptr && reader == nullptr) << label;
   }
+  // A writer on a page named like a marker would be the session's marker itself.
+  for (const char* name : {"Play", "Pause", "Stop"}) {
+    IMonitorWriter* writer = nullptr;
+    EXPECT_FALSE(TalOpenMonitorWriter(1, name, false, &writer)) << name;
+    EXPECT_EQ(writer, nullptr) << name;
+  }
+  char prefix[kTalMonMaxPath];
+  EXPECT_FALSE(TalMonitorDefineSession(10000, prefix)) << "five digits read back as four";
   EXPECT_EQ(dir.list(), Strings{"0001Log.TXT"});
 
   MakeFile(dir.file("plain"), "not a directory");

@@ -135,12 +135,18 @@ void TalMonitorBase::BeginRow() {
 }
 
 bool TalMonitorBase::AppendRecord() {
-  if (rowFile_ == nullptr) return false;
+  if (rowFile_ == nullptr) {
+    failed_ = true;
+    return false;
+  }
   unsigned char bytes[kRecordSize];
   PutU32(bytes, record_.textOffset);
   PutU32(bytes + 4, record_.stamp);
   uint32_t done = 0;
-  if (!Korin_WriteFileAt(rowFile_, header_.rowLength, bytes, kRecordSize, &done)) return false;
+  if (!Korin_WriteFileAt(rowFile_, header_.rowLength, bytes, kRecordSize, &done)) {
+    failed_ = true;
+    return false;
+  }
   header_.rowLength += done;
   return true;
 }
@@ -150,7 +156,10 @@ void TalMonitorBase::WritePiece(const char* bytes, uint32_t count) {
   uint32_t done = 0;
   const bool ok = Korin_WriteFileAt(textFile_, textPos_, bytes, count, &done);
   textPos_ += done;
-  if (!ok || done != count) return;
+  if (!ok || done != count) {
+    failed_ = true;
+    return;
+  }
   // A trailing zero byte goes to the file but is not text: the next piece overwrites it.
   const uint32_t counted = bytes[count - 1] == 0 ? count - 1 : count;
   header_.textLength += counted;
@@ -160,7 +169,10 @@ void TalMonitorBase::WritePiece(const char* bytes, uint32_t count) {
 
 void TalMonitorBase::WriteMarkupChar(char c) {
   uint32_t done = 0;
-  if (!Korin_WriteFileAt(textFile_, textPos_, &c, 1, &done) || done != 1) return;
+  if (!Korin_WriteFileAt(textFile_, textPos_, &c, 1, &done) || done != 1) {
+    failed_ = true;
+    return;
+  }
   ++textPos_;
   ++header_.textLength;
 }
@@ -286,7 +298,10 @@ bool TalMonitorBase::WriteAtOnce(const char* text) {
   record_.textOffset = GetU32(&outRecords_[last]);
   record_.stamp = GetU32(&outRecords_[last + 4]);
   gRowCounter += rows;
-  if (rowFile_ == nullptr) return true;
+  if (rowFile_ == nullptr) {
+    failed_ = true;  // as AppendRecord finds it
+    return true;
+  }
   done = 0;
   Korin_WriteFileAt(rowFile_, header_.rowLength, outRecords_.data(),
                     static_cast<uint32_t>(outRecords_.size()), &done);
@@ -304,13 +319,16 @@ bool TalMonitorBase::WriteAtOnce(const char* text) {
 }
 
 bool TalMonitorBase::Flush() {
+  // After a failed write the lengths may count text without its record or a record without
+  // its text; the last header that was whole stays the page's.
+  if (failed_) return true;
   unsigned char bytes[kHeaderSize] = {};
   PutU32(bytes, header_.textLength);
   PutU32(bytes + 4, header_.rowLength);
   bytes[8] = static_cast<unsigned char>(header_.lastChar);
   bytes[9] = header_.lineStart ? 1 : 0;
   uint32_t done = 0;
-  Korin_WriteFileAt(rowFile_, 0, bytes, kHeaderSize, &done);
+  if (!Korin_WriteFileAt(rowFile_, 0, bytes, kHeaderSize, &done)) failed_ = true;
   return true;
 }
 
@@ -548,6 +566,7 @@ bool TalMonitorBase::GetRow(uint32_t row, const char*& text, uint32_t& length) {
   if (textFile_ == nullptr) textFile_ = OpenForReading(textPath_);
   if (textFile_ == nullptr) return false;
   const uint32_t want = span.length;
+  if (want > kMaxRowBytes) return false;
   std::vector<char>& buffer = RowBuffer();
   uint32_t got = 0;
   uint32_t step = std::min(want, kFirstRead);

@@ -56,6 +56,12 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   const char* GetTopName() override;
   bool GetLastChar(char& out) override;
 
+  // True while every piece of text, every row record and every header written so far has
+  // reached the files. After the first failure (a full disk, a lost handle) the writer goes
+  // on answering true to Write and Flush but publishes nothing more, so readers keep a
+  // consistent page: no row is ever shown without both its text and its record.
+  bool CheckWrites() const { return !failed_; }
+
   // IMonitorReader
   bool GetCount(uint32_t& count) override;
   bool GetStamp(uint32_t row, uint32_t& stamp) override;
@@ -85,6 +91,9 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   static constexpr uint32_t kHeaderSize = 12;     // bytes of the page header
   static constexpr uint32_t kRecordSize = 8;      // bytes of one row record
   static constexpr uint32_t kSaveDepth = 50;      // states Save can hold
+  // The most bytes one row may cost a reader, in memory and in reading: a longer row, or
+  // one whose record points outside the text, answers false whatever the files claim.
+  static constexpr uint32_t kMaxRowBytes = 16u << 20;
   // The entry PushTab puts on the open-tag stack.
   static constexpr const char* kTabMarker = "\t";
 
@@ -158,4 +167,5 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // Where the next piece of text goes: the text length when a Write begins, then past
   // every byte written, counted or not.
   uint64_t textPos_ = 0;
+  bool failed_ = false;  // a write fell short; Flush publishes nothing from then on
 };

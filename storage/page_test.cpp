@@ -2,12 +2,14 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 #include <map>
 #include <stdexcept>
 
 #include "storage/page_test_support.h"
+#include "tests/support/small_disk.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -210,6 +212,7 @@ TEST(PageTest, OpenFailures) {
   char last = '?';
   page->GetLastChar(last);
   EXPECT_EQ(last, '\0');
+  EXPECT_FALSE(page->CheckWrites());
   page.reset();
   EXPECT_EQ(dir.list(), (std::vector<std::string>{"0001Denied.ROW", "0001Denied.TXT", "sub"}));
 }
@@ -236,10 +239,10 @@ TEST(PageTest, CorruptPagesFailCleanly) {
        Header(500, 20, 0, 0) + U32(0) + U32(1),
        "short",
        {"short|5"}},
-      {"huge next offset",
+      {"huge next offset: a row past the ceiling",
        Header(9, 28, 0, 0) + U32(0) + U32(1) + U32(0xFFFFFFF0u) + U32(2),
        big,
-       {big + "|100000", "|0"}},
+       {"<fail>", "|0"}},
       {"partial record", Header(3, 20, 0, 0) + U32(0), "abc", {"<fail>"}},
   };
   for (const Case& c : cases) {
@@ -249,6 +252,51 @@ TEST(PageTest, CorruptPagesFailCleanly) {
     auto reader = Page(dir.file("0001Bad"), false);
     EXPECT_EQ(Rows(*reader), c.rows) << "case: " << c.name;
   }
+
+  // No row costs more than the ceiling, whatever the header claims: a sparse text file
+  // makes a row of any length cheap to forge.
+  for (uint32_t size : {TalMonitorBase::kMaxRowBytes, TalMonitorBase::kMaxRowBytes + 1}) {
+    ScopedDataDir dir;
+    std::ofstream(dir.file("0001Big.ROW"), std::ios::binary)
+        << Header(size, 20, 0, 0) + U32(0) + U32(1);
+    std::ofstream(dir.file("0001Big.TXT"), std::ios::binary) << "x";
+    ASSERT_EQ(truncate(dir.file("0001Big.TXT").c_str(), size), 0);
+    auto reader = Page(dir.file("0001Big"), false);
+    const std::string want =
+        size <= TalMonitorBase::kMaxRowBytes ? "x|" + std::to_string(size) : "<fail>";
+    EXPECT_EQ(Rows(*reader), std::vector<std::string>{want}) << "case: " << size;
+  }
+}
+
+// On a full disk the text file and the row file fail at different moments. The page must
+// stay whole: every row a reader sees is one that was written, text and record, and after
+// the first failure nothing more is published.
+TEST(PageTest, FullDiskKeepsThePageConsistent) {
+  ScopedDataDir dir;
+  talmon_test::SmallDisk disk(dir.file("small"), 64 * 1024);
+  if (!disk.available()) GTEST_SKIP() << talmon_test::SmallDisk::kSkipMessage;
+  auto writer = Page(disk.path() + "0001Log", true);
+  const std::string filler(150, '.');
+  std::vector<std::string> written;
+  for (int i = 0; i < 2000 && writer->CheckWrites(); ++i) {
+    const std::string row = "row " + std::to_string(i) + filler;
+    EXPECT_TRUE(writer->Write((row + "\n").c_str()));
+    EXPECT_TRUE(writer->Flush());
+    if (writer->CheckWrites()) written.push_back(row + "|" + std::to_string(row.size() + 1));
+  }
+  ASSERT_FALSE(writer->CheckWrites()) << "the disk never filled";
+  ASSERT_GT(written.size(), 10u);
+  auto reader = Page(disk.path() + "0001Log", false);
+  std::vector<std::string> rows = Rows(*reader);
+  // The row begun by the last line feed that reached the files is empty and published.
+  ASSERT_FALSE(rows.empty());
+  EXPECT_EQ(rows.back(), "|0");
+  rows.pop_back();
+  EXPECT_EQ(rows, written);
+  writer->Write("more\n");
+  writer->Flush();
+  rows.push_back("|0");
+  EXPECT_EQ(Rows(*reader), rows) << "published after a failure";
 }
 
 }  // namespace

@@ -3,10 +3,13 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <chrono>
+#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
@@ -15,6 +18,7 @@
 
 #include "talmon/session.h"
 #include "talmon/trace.h"
+#include "tests/support/small_disk.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
@@ -42,6 +46,7 @@ Tool Start(const Words& args, int input = -1, bool captured = true, int errFd = 
   argv.push_back(nullptr);
   const pid_t pid = fork();
   if (pid == 0) {
+    signal(SIGPIPE, SIG_DFL);
     const int null = open("/dev/null", O_RDWR);
     dup2(input >= 0 ? input : null, 0);
     dup2(captured ? out[1] : null, 1);
@@ -90,6 +95,8 @@ struct Result {
 
 // Runs talmon to its end with input on standard input.
 Result Talmon(const Words& args, const std::string& input = "") {
+  // A tool that stops reading early (a failure) must not end the test with the pipe.
+  signal(SIGPIPE, SIG_IGN);
   int in[2], err[2];
   if (pipe2(in, O_CLOEXEC) != 0 || pipe2(err, O_CLOEXEC) != 0) return {};
   Tool tool = Start(args, in[0], true, err[1]);
@@ -312,6 +319,100 @@ TEST(CliShow, FollowPrintsAFlushedRowAtOnceAndEndsWithTheSession) {
   EXPECT_EQ(out, "first\nsecond\n") << "a pipe gets plain text";
 }
 
+// Reads the follower's output to its end (at most timeoutMs); the lines.
+std::vector<std::string> ReadLines(int fd, int timeoutMs) {
+  std::string out;
+  const auto deadline = Clock::now() + std::chrono::milliseconds(timeoutMs);
+  while (ReadSome(fd, out, 50) && Clock::now() < deadline) {
+  }
+  std::vector<std::string> lines;
+  for (size_t at = 0, end; (end = out.find('\n', at)) != std::string::npos; at = end + 1)
+    lines.push_back(out.substr(at, end - at));
+  return lines;
+}
+
+// Two producers write 200k rows each into pages of one session while followers read along:
+// merged or page by page, every row is printed exactly once, each page's rows in order.
+TEST(CliShow, FollowPrintsEveryRowOfEveryPageOnce) {
+  const struct {
+    const char* mode;
+    int rows;
+  } cases[] = {{"--merged", 200000}, {"--pages", 20000}};
+  for (const auto& c : cases) {
+    ScopedDataDir dir;
+    unsigned int session = 0;
+    ASSERT_TRUE(TalCreateMonitorSession(&session));
+    Tool show = Start({"show", "-f", c.mode});
+    std::vector<pid_t> writers;
+    for (const char* page : {"A", "B"}) {
+      writers.push_back(fork());
+      if (writers.back() != 0) continue;
+      IMonitorWriter* writer = nullptr;
+      if (!TalOpenMonitorWriter(session, page, false, &writer)) _exit(1);
+      for (int i = 0; i < c.rows; ++i) {
+        writer->Write((page + std::to_string(i) + "\n").c_str());
+        writer->Flush();
+      }
+      TalCloseMonitorWriter(writer);
+      _exit(0);
+    }
+    for (pid_t writer : writers)
+      EXPECT_EQ(Wait(writer, 60000), 0) << "case: " << c.mode;
+    TalCloseMonitorSession(session);
+    const std::vector<std::string> lines = ReadLines(show.out, 60000);
+    close(show.out);
+    EXPECT_EQ(Wait(show.pid, 5000), 0) << "case: " << c.mode;
+    // Each page ends with the empty row its last line feed began.
+    ASSERT_GE(lines.size(), 2u) << "case: " << c.mode;
+    EXPECT_EQ(std::count(lines.begin(), lines.end(), ""), 2) << "case: " << c.mode;
+    int next[2] = {0, 0};
+    size_t wrong = 0;
+    for (const std::string& line : lines) {
+      if (line.empty()) continue;
+      int& expected = next[line[0] == 'A' ? 0 : 1];
+      if (line.size() > 1 && line.substr(1) == std::to_string(expected)) {
+        ++expected;
+      } else if (++wrong < 5) {
+        ADD_FAILURE() << "case: " << c.mode << ": '" << line << "' where row " << expected
+                      << " was due";
+      }
+    }
+    EXPECT_EQ(next[0], c.rows) << "case: " << c.mode;
+    EXPECT_EQ(next[1], c.rows) << "case: " << c.mode;
+    EXPECT_EQ(lines.size(), 2u * c.rows + 2) << "case: " << c.mode;
+  }
+}
+
+// A follower ends when no producer plays or pauses the session, no writer holds a page of it
+// and every row it can read is printed: a writer that joined the stopped session keeps it
+// going, a page that claims rows it cannot give does not.
+TEST(CliShow, FollowEndsOnlyWhenNothingCanAddRows) {
+  ScopedDataDir dir;
+  ASSERT_EQ(Talmon({"write", "Log"}, "done\n").status, 0);
+  // Two rows, "ab" and "cd", in a header that claims a million.
+  const auto u32 = [](uint32_t v) { return std::string(reinterpret_cast<const char*>(&v), 4); };
+  std::ofstream(dir.file("0001Bad.ROW"), std::ios::binary)
+      << u32(5) + u32(12 + 8 * 1000000) + std::string(4, '\0') + u32(0) + u32(1) + u32(3) + u32(2);
+  std::ofstream(dir.file("0001Bad.TXT"), std::ios::binary) << "ab\ncd";
+  Tool show = Start({"show", "-f", "--pages", "1"});
+  EXPECT_EQ(Wait(show.pid, 5000), 0) << "a page claiming rows it cannot give kept it going";
+  EXPECT_EQ(ReadLines(show.out, 1000), (Words{"ab", "cd", "done"}));
+  close(show.out);
+
+  IMonitorWriter* late = nullptr;
+  ASSERT_TRUE(TalOpenMonitorWriter(1, "Late", false, &late));
+  show = Start({"show", "-f", "1"});
+  Sleep(300);
+  EXPECT_EQ(Wait(show.pid, 1), -1) << "ended while a writer held a page";
+  show = Start({"show", "-f", "1", "Late"});
+  trace(*late, block) << "joined";
+  Sleep(100);
+  TalCloseMonitorWriter(late);
+  EXPECT_EQ(Wait(show.pid, 5000), 0);
+  EXPECT_EQ(ReadLines(show.out, 1000), Words{"joined"});
+  close(show.out);
+}
+
 TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
   ScopedDataDir dir;
   unsigned int session = 0;
@@ -468,7 +569,8 @@ TEST(Cli, MissingSessionsAndPagesFailWithAClearMessage) {
   // A session whose producer has ended can be neither paused nor resumed, nor can a page it
   // does not have be shown.
   ASSERT_EQ(Talmon({"write", "Log"}, "row\n").status, 0);
-  for (const Words& args : {Words{"pause"}, Words{"resume"}, Words{"show", "Nope"}}) {
+  for (const Words& args :
+       {Words{"pause"}, Words{"resume"}, Words{"stop"}, Words{"show", "Nope"}}) {
     const Result r = Talmon(args);
     EXPECT_EQ(r.status, 1) << "case: " << Join(args);
     EXPECT_FALSE(r.err.empty()) << "case: " << Join(args);
@@ -494,6 +596,158 @@ TEST(Cli, SessionsAndPagesListWhatWasWritten) {
   EXPECT_NE(pages.out.find("Notes          2"), std::string::npos) << pages.out;
   EXPECT_EQ(pages.out.find("Scratch"), std::string::npos) << "a temporary page stays listed";
   EXPECT_EQ(pages.out.find("Play"), std::string::npos) << "the marker is listed as a page";
+}
+
+// Links, FIFOs and other users' files named like pages are never followed, read, written or
+// waited on: the tool answers at once and the files they lead to stay as they were.
+TEST(Cli, HostileFilesInTheDataDirectoryAreNeitherFollowedNorWaitedOn) {
+  ScopedDataDir dir;
+  ASSERT_EQ(Talmon({"write", "Log"}, "mine\n").status, 0);
+  std::ofstream(dir.file("secret")) << "password";
+  ASSERT_EQ(symlink(dir.file("secret").c_str(), dir.file("0001Link.TXT").c_str()), 0);
+  ASSERT_EQ(symlink(dir.file("secret").c_str(), dir.file("0002Log.TXT").c_str()), 0);
+  ASSERT_EQ(mkfifo(dir.file("0001Fifo.TXT").c_str(), 0600), 0);
+  ASSERT_EQ(mkfifo(dir.file("0001Fifo.ROW").c_str(), 0600), 0);
+  const struct {
+    Words args;
+    int status;
+  } cases[] = {
+      {{"sessions"}, 0},
+      {{"pages", "1"}, 0},
+      {{"show", "1"}, 0},
+      {{"show", "1", "Link"}, 1},
+      {{"show", "1", "Fifo"}, 1},
+      {{"show", "-f", "1"}, 0},
+      {{"write", "-s", "1", "Fifo"}, 1},
+      {{"write", "-s", "1", "Link"}, 1},
+  };
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args, "overwritten\n");
+    EXPECT_EQ(r.status, c.status) << "case: " << Join(c.args) << r.err;
+    EXPECT_EQ(r.out.find("password"), std::string::npos) << "case: " << Join(c.args);
+    EXPECT_EQ(r.out.find("Fifo"), std::string::npos) << "case: " << Join(c.args);
+  }
+  std::ifstream secret(dir.file("secret"));
+  std::string text;
+  secret >> text;
+  EXPECT_EQ(text, "password");
+}
+
+// Names the library would fold into another page, or that are the session's markers, are
+// refused before anything is made.
+TEST(Cli, PageNamesThatWouldMergeOrBeMarkersAreRefused) {
+  ScopedDataDir dir;
+  const struct {
+    Words args;
+    const char* message;
+  } cases[] = {
+      {{"write", "Log.v2"}, "would be written as the page 'Log'"},
+      {{"write", "-s", "1", "notes.txt"}, "may not contain '.'"},
+      {{"run", "--page", "build.log", "--", "true"}, "may not contain '.'"},
+      {{"write", "Pause"}, "the session's Pause marker"},
+      {{"write", "stop"}, "the session's Stop marker"},
+      {{"run", "--page", "PLAY", "--", "true"}, "the session's Play marker"},
+  };
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args, "row\n");
+    EXPECT_EQ(r.status, 2) << "case: " << Join(c.args);
+    EXPECT_NE(r.err.find(c.message), std::string::npos) << "case: " << Join(c.args) << r.err;
+    EXPECT_EQ(dir.list(), Words{}) << "case: " << Join(c.args);
+  }
+}
+
+// A Pause marker beside "Play.TXT" reads as playing but holds the producer: the listing says
+// so, and resume lets the producer go on.
+TEST(Cli, ResumeFreesAProducerHeldByAStrayPauseMarker) {
+  ScopedDataDir dir;
+  int in[2];
+  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+  Tool writer = Start({"write", "Log"}, in[0], false);
+  close(in[0]);
+  ASSERT_EQ(write(in[1], "one\n", 4), 4);
+  ASSERT_EQ(WaitForRows(1, "Log", 0), 1u);
+  std::ofstream(dir.file("0001Pause.TXT")) << "";
+  Sleep(60);  // the writer looks at its session every 20 ms
+  ASSERT_EQ(write(in[1], "two\n", 4), 4);
+  Sleep(150);
+  EXPECT_EQ(Rows(1, "Log").size(), 1u) << "the Pause marker did not hold the producer";
+  const Result sessions = Talmon({"sessions"});
+  EXPECT_NE(sessions.out.find("0001     playing, held by a Pause marker"), std::string::npos)
+      << sessions.out;
+  EXPECT_EQ(Talmon({"resume"}).status, 0);
+  EXPECT_EQ(WaitForRows(1, "Log", 1), 2u) << "resume did not free the producer";
+  EXPECT_EQ(Talmon({"resume"}).status, 0) << "resuming a playing session changes nothing";
+  close(in[1]);
+  EXPECT_EQ(Wait(writer.pid), 0);
+  const Result stop = Talmon({"stop"});
+  EXPECT_EQ(stop.status, 1) << "stopping a session without a producer succeeded";
+  EXPECT_NE(stop.err.find("no live producer"), std::string::npos) << stop.err;
+}
+
+// talmon killed outright takes the command it runs along.
+TEST(CliRun, KilledToolTakesItsCommandAlong) {
+  ScopedDataDir dir;
+  Tool run = Start({"run", "--", "sh", "-c", "echo $$; exec sleep 30"}, -1, false);
+  ASSERT_EQ(WaitForRows(1, "Output", 0), 1u);
+  const pid_t command = std::stoi(Rows(1, "Output")[0]);
+  kill(run.pid, SIGKILL);
+  EXPECT_EQ(Wait(run.pid), 128 + SIGKILL);
+  const auto deadline = Clock::now() + std::chrono::seconds(5);
+  auto alive = [command] {
+    std::ifstream stat("/proc/" + std::to_string(command) + "/stat");
+    std::string pid, name, state;
+    return stat >> pid >> name >> state && state != "Z";
+  };
+  while (alive() && Clock::now() < deadline)
+    Sleep(10);
+  EXPECT_FALSE(alive()) << "the command outlived talmon";
+}
+
+// Data directories that cannot be trusted, and session numbers used up, fail with one clear
+// line; lost rows make the producing commands fail.
+TEST(Cli, UnsafeDirectoryUsedUpNumbersAndFullDiskAreReported) {
+  {
+    ScopedDataDir dir;
+    ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+    Result r = Talmon({"sessions"});
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("no usable data directory"), std::string::npos) << r.err;
+    talmon_test::ScopedEnv shared("TALMON_SHARED_DIR", "1");
+    r = Talmon({"write", "Log"}, "shared\n");
+    EXPECT_EQ(r.status, 0) << r.err;
+  }
+  {
+    ScopedDataDir dir;
+    std::ofstream(dir.file("9999Old.TXT")) << "";
+    const Result r = Talmon({"write", "Log"}, "row\n");
+    EXPECT_EQ(r.status, 1);
+    EXPECT_NE(r.err.find("numbers stop there"), std::string::npos) << r.err;
+  }
+  ScopedDataDir dir;
+  talmon_test::SmallDisk disk(dir.file("small"), 64 * 1024);
+  if (!disk.available()) GTEST_SKIP() << talmon_test::SmallDisk::kSkipMessage;
+  talmon_test::ScopedEnv onDisk("TALMON_DATA_DIR", disk.path().c_str());
+  const std::string lines = [] {
+    std::string text;
+    for (int i = 0; i < 4000; ++i)
+      text += "line " + std::to_string(i) + " of a log that does not fit\n";
+    return text;
+  }();
+  const struct {
+    Words args;
+    int status;
+  } cases[] = {
+      {{"write", "Log"}, 1},
+      {{"run", "--", "sh", "-c", "while :; do echo filling the disk; done | head -5000"}, 1},
+      {{"run", "--", "sh", "-c", "yes | head -20000; exit 4"}, 4}};
+  for (const auto& c : cases) {
+    const Result r = Talmon(c.args, lines);
+    EXPECT_EQ(r.status, c.status) << "case: " << Join(c.args);
+    EXPECT_NE(r.err.find("could not be written"), std::string::npos)
+        << "case: " << Join(c.args) << r.err;
+    for (const std::string& name : talmon_test::ScopedDataDir::ListDir(disk.path()))
+      unlink((disk.path() + name).c_str());
+  }
 }
 
 TEST(CliDemo, WritesEveryPageAndEndsWhenStopped) {

@@ -2,16 +2,20 @@
 // end with _exit (or exit() where the test is about normal exit).
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <cstdint>
 #include <cstdio>
+#include <cstring>
+#include <fstream>
 #include <functional>
 #include <string>
 #include <vector>
 
+#include "session/activity.h"
 #include "talmon/pages.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
@@ -19,7 +23,10 @@
 namespace {
 
 using talmon_test::ScopedDataDir;
+using talmon_test::ScopedEnv;
 using Strings = std::vector<std::string>;
+
+constexpr uid_t kNobody = 65534;  // the other user of the tests that run as root
 
 int64_t Nanoseconds(clockid_t clock) {
   timespec ts;
@@ -120,6 +127,100 @@ TEST(ProcessActivity, KilledProducerReadsAsStoppedAndIsCleanedUp) {
   EXPECT_EQ(dir.list(), Strings{"0001Play.TXT"});
   EXPECT_EQ(Activity(next), 1u);
   TalCloseMonitorSession(next);
+}
+
+const char* gKillAt = "";
+
+void KillAtStep(const char* step) {
+  if (std::strcmp(step, gKillAt) == 0) raise(SIGKILL);
+}
+
+// A producer killed at any step of making its session leaves nothing that reads as a live
+// session, and the next new session removes whatever it left.
+TEST(ProcessActivity, ProducerKilledWhileMakingItsSessionLeavesNoLiveSession) {
+  for (const char* step : {"numbered", "cleared", "marker made", "marker held", "marker placed"}) {
+    ScopedDataDir dir;
+    gKillAt = step;
+    const pid_t producer = Spawn([] {
+      talmon::SetSessionStepHook(KillAtStep);
+      unsigned int session = 0;
+      TalCreateMonitorSession(&session);
+      return 0;
+    });
+    EXPECT_EQ(Wait(producer), 128 + SIGKILL) << "case: " << step;
+    EXPECT_EQ(Activity(1), 0u) << "case: " << step;
+    EXPECT_FALSE(TalMonitorDoEvents(1)) << "case: " << step;
+    unsigned int next = 0;
+    ASSERT_TRUE(TalCreateMonitorSession(&next)) << "case: " << step;
+    EXPECT_EQ(next, 1u) << "case: " << step;
+    EXPECT_EQ(dir.list(), Strings{"0001Play.TXT"}) << "case: " << step;
+    EXPECT_EQ(Activity(next), 1u) << "case: " << step;
+  }
+}
+
+// Runs body in a child that has become the other user of these tests.
+pid_t SpawnAsOtherUser(const std::function<int()>& body) {
+  return Spawn([&] {
+    if (setgid(kNobody) != 0 || setuid(kNobody) != 0) return 90;
+    return body();
+  });
+}
+
+// In a data directory that users share on purpose, each user sees, numbers, cleans and obeys
+// only its own files; unshared, such a directory is refused.
+TEST(ProcessSharedDirectory, UsersNeverTouchOrObeyEachOthersFiles) {
+  if (geteuid() != 0) GTEST_SKIP() << "another user is played by root switching to nobody";
+  ScopedDataDir dir;
+  ASSERT_EQ(chmod(dir.path().c_str(), 0777), 0);
+  unsigned int session = 0;
+  EXPECT_FALSE(TalCreateMonitorSession(&session)) << "a world-writable directory was used";
+  ScopedEnv shared("TALMON_SHARED_DIR", "1");
+
+  int ready[2], done[2];
+  ASSERT_EQ(pipe(ready), 0);
+  ASSERT_EQ(pipe(done), 0);
+  const pid_t other = SpawnAsOtherUser([&] {
+    unsigned int theirs = 0;
+    IMonitorWriter* log = nullptr;
+    if (!TalCreateMonitorSession(&theirs) || theirs != 1 ||
+        !TalOpenMonitorWriter(theirs, "Log", false, &log) || !log->Write("theirs\n") ||
+        !log->Flush() || write(ready[1], "r", 1) != 1) {
+      return 1;
+    }
+    char byte = 0;
+    return read(done[0], &byte, 1) == 1 ? 0 : 2;  // alive, holding its files, until told
+  });
+  char byte = 0;
+  ASSERT_EQ(read(ready[0], &byte, 1), 1);
+
+  ASSERT_TRUE(TalCreateMonitorSession(&session));
+  EXPECT_EQ(session, 2u) << "another user's number was taken";
+  unsigned int last = 0;
+  ASSERT_TRUE(TalMonitorGetLastSession(&last));
+  EXPECT_EQ(last, 2u);
+  TalMonitorSelectPage select;
+  select.SetSession(1);
+  Korin::String page;
+  EXPECT_FALSE(select.Read(page)) << "another user's page was listed: " << page.c_str();
+  // Markers planted by the other user change nothing for this producer.
+  for (const char* marker : {"0002Stop.TXT", "0002Pause.TXT"}) {
+    std::ofstream(dir.file(marker)) << "";
+    ASSERT_EQ(chown(dir.file(marker).c_str(), kNobody, kNobody), 0);
+  }
+  EXPECT_EQ(Activity(session), 1u);
+  EXPECT_TRUE(TalMonitorDoEvents(session));
+  EXPECT_TRUE(TalCloseMonitorSession(session));
+
+  ASSERT_EQ(write(done[1], "d", 1), 1);
+  EXPECT_EQ(Wait(other), 0);
+  unsigned int next = 0;
+  ASSERT_TRUE(TalCreateMonitorSession(&next));  // its clean-up spares the other user's files
+  EXPECT_EQ(next, 3u);
+  // The other producer ended without closing (as if killed): its marker stays with the rest.
+  EXPECT_EQ(dir.list(), (Strings{"0001Log.ROW", "0001Log.TXT", "0001Play.TXT", "0002Pause.TXT",
+                                 "0002Stop.TXT", "0003Play.TXT"}));
+  for (int fd : {ready[0], ready[1], done[0], done[1]})
+    close(fd);
 }
 
 // The facades keep one session per process, so each test runs in a child of its own.

@@ -70,6 +70,26 @@ TEST(Markup, TextFontsNestingAndTabs) {
   }
 }
 
+// A writer can hold 64 tags open and restates them at every row start: content that deep
+// keeps every style. Below 32 levels the innermost text came out plain.
+TEST(Markup, NestingAsDeepAsAWriterHoldsKeepsItsStyle) {
+  const struct {
+    const char* open;
+    int levels;
+    const char* runs;
+  } cases[] = {
+      {"(bold ", 64, "x@5/1"},
+      {"(little ", 70, "x@5/4"},
+      {"(typewriter (bold ", 40, "x@5/3"},
+  };
+  for (const auto& c : cases) {
+    std::string row;
+    for (int i = 0; i < c.levels; ++i)
+      row += c.open;
+    EXPECT_EQ(Runs(PaintRows({row + "x"}).device), c.runs) << "case: " << c.open << c.levels;
+  }
+}
+
 TEST(Markup, StopsBeyondTheTableAreIgnored) {
   // Sixteen columns of the unnamed set, then a 17th stop that is ignored.
   std::vector<std::string> rows = {std::string(17, '\t') + "y"};

@@ -19,8 +19,10 @@ int32_t Coord(int64_t v) {
   return static_cast<int32_t>(std::clamp(v, -kCoordLimit, kCoordLimit));
 }
 
-// Nesting deeper than this is read by the level above it, flat, instead of recursing.
-constexpr int kMaxDepth = 32;
+// Nesting deeper than this is read by the level above it, flat, instead of recursing. A
+// writer holds at most 64 tags open and restates them all at each row start, so every level
+// a writer can produce is honoured, with room for the levels a row adds on top of them.
+constexpr int kMaxDepth = 128;
 // Interpretation steps a row may take: error, link and right boxes read their content twice,
 // so nested boxes multiply the work; past this, the rest of the row is dropped.
 constexpr uint64_t kStepsBase = 4096;

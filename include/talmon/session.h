@@ -106,6 +106,12 @@ TALMON_EXPORT bool TalOpenMonitorReaderTime(unsigned int session, TalMonitorRead
 // any other name is a page file of the data directory ("0003Log.TXT"), false when it
 // cannot be opened.
 TALMON_EXPORT bool TalMonitorExecute(const char* name, IMonitorReader** reader);
+// True while every row, record and header that writer has written so far reached its
+// files; false for null, and from the first write that fell short (a full disk, a file that
+// could not be made). Write and Flush go on answering true after such a failure, but the
+// page then publishes nothing more: readers keep every row flushed before it, whole. A
+// producer that must not lose rows asks here, for example before it exits.
+TALMON_EXPORT bool TalCheckMonitorWriter(IMonitorWriter* writer);
 // Destroy what the open functions handed out; null is accepted. Always true.
 TALMON_EXPORT bool TalCloseMonitorWriter(IMonitorWriter* writer);
 TALMON_EXPORT bool TalCloseMonitorReader(IMonitorReader* reader);

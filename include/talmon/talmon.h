@@ -4,6 +4,7 @@
 #pragma once
 
 #include "talmon/export.h"
+#include "talmon/image_path.h"
 #include "talmon/korin_string.h"
 #include "talmon/monitor.h"
 #include "talmon/pages.h"

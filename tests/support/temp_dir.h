@@ -1,5 +1,5 @@
-// Test support: a fresh data directory per test. Header-only; used by the tests of every
-// module and by the cross-process tests in tests/.
+// Test support: a fresh data directory per test, and environment variables set for a scope.
+// Header-only; used by the tests of every module and by the cross-process tests in tests/.
 #pragma once
 
 #include <dirent.h>
@@ -31,6 +31,25 @@ inline void RemoveTree(const std::string& path) {
   }
 }
 
+// Sets (or, for null, clears) an environment variable for the object's lifetime.
+class ScopedEnv {
+ public:
+  ScopedEnv(const char* name, const char* value) : name_(name) {
+    const char* old = getenv(name);
+    had_ = old != nullptr;
+    if (had_) old_ = old;
+    value ? setenv(name, value, 1) : unsetenv(name);
+  }
+  ~ScopedEnv() { had_ ? setenv(name_, old_.c_str(), 1) : unsetenv(name_); }
+  ScopedEnv(const ScopedEnv&) = delete;
+  ScopedEnv& operator=(const ScopedEnv&) = delete;
+
+ private:
+  const char* name_;
+  bool had_;
+  std::string old_;
+};
+
 // Makes a new directory under $TMPDIR (or /tmp), points TALMON_DATA_DIR at it for the
 // object's lifetime, and removes it afterwards. path() ends in "/".
 class ScopedDataDir {
@@ -61,9 +80,11 @@ class ScopedDataDir {
   std::string file(const std::string& name) const { return path_ + name; }
 
   // Entry names of the directory, sorted byte-wise.
-  std::vector<std::string> list() const {
+  std::vector<std::string> list() const { return ListDir(path_); }
+  // Entry names of any directory, sorted byte-wise.
+  static std::vector<std::string> ListDir(const std::string& path) {
     std::vector<std::string> names;
-    if (DIR* d = opendir(path_.c_str())) {
+    if (DIR* d = opendir(path.c_str())) {
       while (dirent* e = readdir(d)) {
         std::string name = e->d_name;
         if (name != "." && name != "..") names.push_back(name);
