@@ -3,10 +3,8 @@
 #include "cli/show.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <memory>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -142,11 +140,19 @@ uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows,
   uint32_t count = 0;
   if (!page.reader->GetCount(count)) count = 0;
   const uint32_t windowStart = page.printed - static_cast<uint32_t>(page.window.size());
+  // The window and the rows that may be new, in one batch read.
+  const uint32_t needed =
+      std::min<uint64_t>(count, uint64_t{page.printed} + kStepRows) > windowStart
+          ? static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{page.printed} + kStepRows)) -
+                windowStart
+          : 0;
+  batch_.Read(*page.reader, windowStart, needed);
+  // A row the page cannot give (a corrupt or over-long row) counts as changed and ends its
+  // part of this Step.
+  auto given = [&](uint32_t row) { return row - windowStart < batch_.Size(); };
   uint32_t from = page.printed;
   for (uint32_t row = windowStart; row < std::min(count, page.printed); ++row) {
-    const char* text = nullptr;
-    uint32_t length = 0;
-    if (!page.reader->GetRow(row, text, length) || page.window[row - windowStart] != text) {
+    if (!given(row) || page.window[row - windowStart] != batch_.Text(row - windowStart)) {
       from = row;
       break;
     }
@@ -159,15 +165,10 @@ uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows,
   // Stamps only order rows of different pages.
   const bool stamps = order_ == Order::kStamp && pages_.size() > 1;
   const size_t first = rows.size();
-  // A row the page cannot give (a corrupt or over-long row) ends its part of this Step.
-  for (uint32_t row = from; row < end; ++row) {
-    const char* text = nullptr;
-    uint32_t length = 0;
-    uint32_t stamp = 0;
-    if (!page.reader->GetRow(row, text, length) || text == nullptr) break;
+  for (uint32_t row = from; row < end && given(row); ++row) {
+    const char* text = batch_.Text(row - windowStart);
     if (text[0] == '\0' && row + 1 == count && !final) break;
-    rows.push_back(Row{0, index, row, text});
-    if (stamps && page.reader->GetStamp(row, stamp)) rows.back().stamp = stamp;
+    rows.push_back(Row{stamps ? batch_.Stamp(row - windowStart) : 0, index, row, text});
     ++page.printed;
   }
   // Rows are left when the Step stopped at its share, not at a row the page cannot give.
@@ -248,9 +249,6 @@ bool PageFollower::Step(bool final, bool& more) {
 namespace {
 
 constexpr uint32_t kPipeColumns = 160;
-// While rows keep coming, Steps are at least this far apart: each one reads every page's
-// window again, and a row still shows within 10 ms.
-constexpr auto kMinStepInterval = std::chrono::milliseconds(4);
 // A wake-up even without a change in the directory, in case a change was missed.
 constexpr int kIdleWaitMs = 250;
 
@@ -377,46 +375,47 @@ void AddPages(PageFollower& follower, unsigned int session, const std::string& p
 
 // Prints the rows of the session's pages (or of page) as they arrive, until no producer plays
 // or pauses the session, no writer holds any of its pages, and every row they can give is
-// printed. The activity and the writers are looked at before the rows: whatever was flushed
-// before the last of them let go is then read by the same Step.
+// printed. A Step follows every wake-up at once, with no pause in between, and prints before
+// anything else is looked at: a flushed row is out as soon as the change reaches the
+// process's watch of the data directory. The changes that came meanwhile are taken together,
+// so a burst of flushes costs one Step. The activity and the writers are looked at after the
+// rows, and one more Step follows the last look: whatever was flushed before the last of them
+// let go is read by it.
 int Follow(unsigned int session, const std::string& page, PageFollower::Order order,
            RowPrinter& printer, bool terminal, const std::string& width) {
   os::CatchInterrupts();
-  os::DirectoryWatch watch;
   // Without a watch the idle wake-up still notices changes, only later.
-  watch.Open(DataDirectory());
+  const int watch = TalMonitorGetChangeDescriptor();
   PageFollower follower(printer, stdout, terminal, order);
   IMonitorReader* reader = nullptr;
   // A page that is not there yet is read as soon as it appears.
   if (!page.empty() && TalOpenMonitorReader(session, page.c_str(), &reader)) {
     follower.Add(page, reader);
   }
-  auto lastStep = std::chrono::steady_clock::now() - kMinStepInterval;
+  AddPages(follower, session, page, ListPages(session));
   bool more = false;
   for (;;) {
     if (os::TakeInterrupt() != 0) return 130;
-    // Rows left over from the last Step are taken at once.
-    const auto now = std::chrono::steady_clock::now();
-    if (!more && now - lastStep < kMinStepInterval)
-      std::this_thread::sleep_for(lastStep + kMinStepInterval - now);
-    lastStep = std::chrono::steady_clock::now();
     if (terminal) {
       printer.SetColumns(ChooseColumns(width, true));
       follower.SetWindow(ChooseWindow(true));
     }
+    const bool printed = follower.Step(false, more);
     unsigned int activity = kTalMonStopped;
     TalMonitorGetActivity(session, &activity);
     const std::vector<std::string> pages = ListPages(session);
+    const size_t followed = follower.Pages().size();
     AddPages(follower, session, page, pages);
     const bool live = activity != kTalMonStopped || AnyPageHeld(session, pages);
-    if (!follower.Step(false, more) && !live && !more) {
+    if (!printed && !live && !more) {
       follower.Step(true, more);
       return kExitOk;
     }
-    if (more) continue;
+    // Rows left over from the last Step, and new pages, are taken at once.
+    if (more || follower.Pages().size() != followed) continue;
     std::vector<bool> ready;
-    os::Poll({watch.Fd()}, kIdleWaitMs, ready);
-    watch.Drain();
+    os::Poll({watch}, kIdleWaitMs, ready);
+    TalWaitMonitorChange(0);
   }
 }
 

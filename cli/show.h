@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "talmon/monitor.h"
+#include "talmon/row_batch.h"
 #include "talmon/terminal.h"
 
 namespace talmon::cli {
@@ -103,6 +104,7 @@ class PageFollower {
   std::vector<std::string> names_;
   // The page and row of each of the last lines printed, oldest first.
   std::deque<std::pair<size_t, uint32_t>> shown_;
+  TalMonitorRowBatch batch_;  // Collect's read of a page, kept for its storage
 };
 
 }  // namespace talmon::cli
