@@ -200,6 +200,47 @@ void PageFollower::Redraw(size_t page, uint32_t row) {
   shown_.erase(shown_.begin() + static_cast<long>(first), shown_.end());
 }
 
+void PageFollower::StartAtTail(uint32_t tail) {
+  std::vector<uint32_t> counts(pages_.size(), 0);
+  for (size_t i = 0; i < pages_.size(); ++i)
+    pages_[i]->reader->GetCount(counts[i]);
+  std::vector<uint32_t> starts = counts;
+  if (order_ == Order::kPageName) {
+    std::vector<size_t> byName(pages_.size());
+    for (size_t i = 0; i < byName.size(); ++i)
+      byName[i] = i;
+    std::stable_sort(byName.begin(), byName.end(),
+                     [this](size_t a, size_t b) { return NameBefore(a, b); });
+    for (auto page = byName.rbegin(); page != byName.rend() && tail > 0; ++page) {
+      const uint32_t take = std::min(tail, counts[*page]);
+      starts[*page] = counts[*page] - take;
+      tail -= take;
+    }
+  } else {
+    // The view's last rows are the last by (stamp, page) of each page's own last rows.
+    std::vector<Row> last;
+    for (size_t i = 0; i < pages_.size(); ++i) {
+      const uint32_t first = counts[i] - std::min(tail, counts[i]);
+      batch_.Read(*pages_[i]->reader, first, counts[i] - first);
+      for (uint32_t k = 0; k < batch_.Size(); ++k)
+        last.push_back(Row{batch_.Stamp(k), i, first + k, std::string()});
+    }
+    Sort(last);
+    for (size_t k = last.size() > tail ? last.size() - tail : 0; k < last.size(); ++k)
+      starts[last[k].page] = std::min(starts[last[k].page], last[k].row);
+  }
+  for (size_t i = 0; i < pages_.size(); ++i) {
+    pages_[i]->printed = starts[i];
+    pages_[i]->window.clear();
+  }
+}
+
+bool PageFollower::NameBefore(size_t a, size_t b) const {
+  const int names =
+      Korin::String(names_[a].c_str()).compareIgnoreCase(Korin::String(names_[b].c_str()));
+  return names != 0 ? names < 0 : a < b;
+}
+
 void PageFollower::Sort(std::vector<Row>& rows) const {
   if (order_ == Order::kStamp) {
     // Equal stamps (pages of different processes) in the order the pages were added.
@@ -208,11 +249,8 @@ void PageFollower::Sort(std::vector<Row>& rows) const {
     });
     return;
   }
-  std::stable_sort(rows.begin(), rows.end(), [this](const Row& a, const Row& b) {
-    const int names = Korin::String(names_[a.page].c_str())
-                          .compareIgnoreCase(Korin::String(names_[b.page].c_str()));
-    return names != 0 ? names < 0 : a.page < b.page;
-  });
+  std::stable_sort(rows.begin(), rows.end(),
+                   [this](const Row& a, const Row& b) { return NameBefore(a.page, b.page); });
 }
 
 void PageFollower::Print(std::vector<Row>& rows) {
@@ -249,6 +287,8 @@ bool PageFollower::Step(bool final, bool& more) {
 namespace {
 
 constexpr uint32_t kPipeColumns = 160;
+// The tail of a view that is all of it: no -n.
+constexpr uint32_t kAllRows = 0xFFFFFFFFu;
 // A wake-up even without a change in the directory, in case a change was missed.
 constexpr int kIdleWaitMs = 250;
 
@@ -315,7 +355,8 @@ class MergedSource : public RowSource {
 };
 
 const char kShowHelp[] =
-    "Usage: talmon show [-f] [--merged | --pages] [--color=WHEN] [--width=N] [SESSION] [PAGE]\n"
+    "Usage: talmon show [-f] [-n N] [--merged | --pages] [--color=WHEN] [--width=N] [SESSION]\n"
+    "                   [PAGE]\n"
     "\n"
     "Prints the rows of a session: one PAGE, or without PAGE all its pages merged in the\n"
     "order their rows were written (--merged, the default) or one page after another\n"
@@ -324,6 +365,8 @@ const char kShowHelp[] =
     "\n"
     "  -f, --follow     keep printing new rows until the session stops (or Ctrl-C); on a\n"
     "                   terminal, rows replaced by the producer are redrawn in place\n"
+    "  -n, --tail=N     only the last N rows (then, with -f, what follows); merged, the last\n"
+    "                   N by write order of the pages' own last N rows\n"
     "  --merged         all pages in write order\n"
     "  --pages          all pages, one after another\n"
     "  --color=WHEN     auto (default: on a terminal unless NO_COLOR is set), always, never\n"
@@ -381,7 +424,7 @@ void AddPages(PageFollower& follower, unsigned int session, const std::string& p
 // so a burst of flushes costs one Step. The activity and the writers are looked at after the
 // rows, and one more Step follows the last look: whatever was flushed before the last of them
 // let go is read by it.
-int Follow(unsigned int session, const std::string& page, PageFollower::Order order,
+int Follow(unsigned int session, const std::string& page, PageFollower::Order order, uint32_t tail,
            RowPrinter& printer, bool terminal, const std::string& width) {
   os::CatchInterrupts();
   // Without a watch the idle wake-up still notices changes, only later.
@@ -393,6 +436,7 @@ int Follow(unsigned int session, const std::string& page, PageFollower::Order or
     follower.Add(page, reader);
   }
   AddPages(follower, session, page, ListPages(session));
+  if (tail != kAllRows) follower.StartAtTail(tail);
   bool more = false;
   for (;;) {
     if (os::TakeInterrupt() != 0) return 130;
@@ -419,6 +463,18 @@ int Follow(unsigned int session, const std::string& page, PageFollower::Order or
   }
 }
 
+// The last rows of the merged view: every page's own last rows, put in write order, of
+// which the last are printed; no page is read further back.
+int PrintMergedTail(unsigned int session, uint32_t tail, RowPrinter& printer) {
+  PageFollower follower(printer, stdout, false, PageFollower::Order::kStamp);
+  AddPages(follower, session, "", ListPages(session));
+  follower.StartAtTail(tail);
+  for (bool more = true; more;)
+    follower.Step(true, more);
+  std::fflush(stdout);
+  return kExitOk;
+}
+
 }  // namespace
 
 int CommandShow(const Args& args) {
@@ -430,7 +486,8 @@ int CommandShow(const Args& args) {
                          {"pages", 0, false},
                          {"color", 0, true},
                          {"colour", 0, true},
-                         {"width", 0, true}},
+                         {"width", 0, true},
+                         {"tail", 'n', true}},
                         kShowHelp, a, code)) {
     return code;
   }
@@ -448,6 +505,12 @@ int CommandShow(const Args& args) {
   if (a.Has("width") && !ParseNumber(width, 1, 65535, ignored)) {
     return UsageError("show", "--width must be a number from 1 to 65535");
   }
+  long tailRows = kAllRows;
+  if (a.Has("tail") && !ParseNumber(a.Value("tail", ""), 0, kAllRows - 1, tailRows)) {
+    return UsageError("show",
+                      "-n must be a number of rows from 0 to " + std::to_string(kAllRows - 1));
+  }
+  const auto tail = static_cast<uint32_t>(tailRows);
 
   // SESSION PAGE, SESSION, or PAGE (of the last session).
   Args sessionWord;
@@ -492,8 +555,10 @@ int CommandShow(const Args& args) {
   if (follow) {
     const auto order =
         a.Has("pages") ? PageFollower::Order::kPageName : PageFollower::Order::kStamp;
-    return Follow(session, page, order, printer, terminal, width);
+    return Follow(session, page, order, tail, printer, terminal, width);
   }
+  if (tail != kAllRows && !hasPage && !a.Has("pages"))
+    return PrintMergedTail(session, tail, printer);
   std::unique_ptr<RowSource> source;
   if (hasPage) {
     IMonitorReader* reader = nullptr;
@@ -509,7 +574,8 @@ int CommandShow(const Args& args) {
   source->Refresh();
   uint32_t count = 0;
   source->Reader().GetCount(count);
-  printer.Print(source->Reader(), 0, count);
+  // Only the last rows are read: a page and the pages in order know where each row is.
+  printer.Print(source->Reader(), count - std::min(count, tail), count);
   std::fflush(stdout);
   return kExitOk;
 }

@@ -435,6 +435,12 @@ TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
       {{"show", "--pages"}, "a1\na2\nb1\nb2\n"},
       {{"show", "1", "B"}, "b1\nb2\n"},
       {{"show", "B"}, "b1\nb2\n"},
+      // Only the last rows of the view.
+      {{"show", "-n", "3"}, "b1\na2\nb2\n"},
+      {{"show", "-n", "9"}, "a1\nb1\na2\nb2\n"},
+      {{"show", "-n", "0"}, ""},
+      {{"show", "-n", "3", "--pages"}, "a2\nb1\nb2\n"},
+      {{"show", "--tail=1", "1", "B"}, "b2\n"},
   };
   for (const auto& c : cases) {
     const Result r = Talmon(c.args);
@@ -444,6 +450,13 @@ TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
   TalCloseMonitorWriter(a);
   TalCloseMonitorWriter(b);
   TalCloseMonitorSession(session);
+  // Following from the last rows of a session that has ended prints them and ends.
+  for (const Words& args :
+       {Words{"show", "-f", "-n", "3"}, Words{"show", "-f", "-n", "3", "--pages"}}) {
+    const Result r = Talmon(args);
+    EXPECT_EQ(r.status, 0) << "case: " << Join(args) << r.err;
+    EXPECT_EQ(r.out, args.size() == 4 ? "b1\na2\nb2\n" : "a2\nb1\nb2\n") << "case: " << Join(args);
+  }
 }
 
 TEST(CliShow, ColourOnlyWhenAskedForOrOnATerminal) {
