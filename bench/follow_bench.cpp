@@ -14,19 +14,17 @@
 #include <string>
 #include <vector>
 
+#include "bench/process.h"
 #include "bench/ratio.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
-constexpr int kRounds = 300;
+using talmon_bench::NowNs;
+using talmon_bench::Percentile;
 
-double NowNs() {
-  timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-}
+constexpr int kRounds = 300;
 
 // Starts argv with its standard output on a pipe; the read end.
 int Start(std::vector<std::string> argv, pid_t& pid) {
@@ -73,12 +71,6 @@ std::vector<double> Rounds(int fd, const std::function<double(int)>& publish) {
     usleep(2000);
   }
   return latencies;
-}
-
-double Percentile(std::vector<double> values, double p) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  return values[static_cast<size_t>(p * static_cast<double>(values.size() - 1))];
 }
 
 void Stop(pid_t pid, int fd) {

@@ -15,19 +15,17 @@
 #include <string>
 #include <vector>
 
+#include "bench/process.h"
 #include "bench/ratio.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
 
 namespace {
 
-constexpr int kRounds = 300;
+using talmon_bench::NowNs;
+using talmon_bench::Percentile;
 
-double NowNs() {
-  timespec t;
-  clock_gettime(CLOCK_MONOTONIC, &t);
-  return static_cast<double>(t.tv_sec) * 1e9 + static_cast<double>(t.tv_nsec);
-}
+constexpr int kRounds = 300;
 
 bool ReadAll(int fd, void* data, size_t size) {
   return read(fd, data, size) == static_cast<ssize_t>(size);
@@ -79,12 +77,6 @@ std::vector<double> Rounds(Child child, Pause pause, Resume resume) {
   close(toParent[0]);
   waitpid(pid, nullptr, 0);
   return latencies;
-}
-
-double Percentile(std::vector<double> values, double p) {
-  if (values.empty()) return 0;
-  std::sort(values.begin(), values.end());
-  return values[static_cast<size_t>(p * static_cast<double>(values.size() - 1))];
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/process.h"
 #include "bench/ratio.h"
 #include "tests/support/temp_dir.h"
 
@@ -32,11 +33,7 @@ const std::string& ProgressFile() {
   return path;
 }
 
-void Shell(benchmark::State& state, const std::string& command) {
-  for (auto _ : state) {
-    if (system(command.c_str()) != 0) state.SkipWithError(("failed: " + command).c_str());
-  }
-}
+using talmon_bench::Shell;
 
 std::string Talmon() {
   return std::string("'") + TALMON_CLI_PATH + "' run -- ";

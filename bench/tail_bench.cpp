@@ -1,58 +1,23 @@
 // `talmon show -n 50` of a page of ten million rows, beside `tail -n 50` of the page's text
 // file, both as child processes in the same run.
-#include <stdlib.h>
-
 #include <string>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/process.h"
 #include "bench/ratio.h"
-#include "talmon/session.h"
-#include "tests/support/temp_dir.h"
 
 namespace {
 
 constexpr int kRows = 10000000;
 
-// One session with the page "Big", written in large pieces.
-class BigPage {
- public:
-  BigPage() {
-    unsigned int session = 0;
-    TalCreateMonitorSession(&session);
-    IMonitorWriter* writer = nullptr;
-    if (!TalOpenMonitorWriter(session, "Big", false, &writer)) return;
-    std::string chunk;
-    for (int row = 0; row < kRows; ++row) {
-      chunk += "copied file_" + std::to_string(row) + ".dat\n";
-      if (chunk.size() > (1 << 20)) {
-        writer->Write(chunk.c_str());
-        chunk.clear();
-      }
-    }
-    writer->Write(chunk.c_str());
-    writer->Flush();
-    TalCloseMonitorWriter(writer);
-    TalCloseMonitorSession(session);
-    text_ = dir_.file("0001Big.TXT");
-  }
-  const std::string& text() const { return text_; }
-
- private:
-  talmon_test::ScopedDataDir dir_;
-  std::string text_;
-};
-
-BigPage& Page() {
-  static BigPage page;
+const talmon_bench::BigPage& Page() {
+  static const talmon_bench::BigPage page(
+      kRows, [](int row) { return "copied file_" + std::to_string(row) + ".dat\n"; });
   return page;
 }
 
-void Shell(benchmark::State& state, const std::string& command) {
-  for (auto _ : state) {
-    if (system(command.c_str()) != 0) state.SkipWithError(("failed: " + command).c_str());
-  }
-}
+using talmon_bench::Shell;
 
 void BM_TailText(benchmark::State& state) {
   Shell(state, "tail -n 50 '" + Page().text() + "' > /dev/null");
