@@ -9,7 +9,6 @@
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
-#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -132,32 +131,6 @@ int TakeInterrupt() {
   const int signal = gInterrupt;
   gInterrupt = 0;
   return signal;
-}
-
-DirectoryWatch::~DirectoryWatch() {
-  if (fd_ >= 0) close(fd_);
-}
-
-bool DirectoryWatch::Open(const std::string& dir) {
-  if (fd_ >= 0) close(fd_);
-  fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (fd_ < 0) return false;
-  const uint32_t mask =
-      IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
-  if (inotify_add_watch(fd_, dir.c_str(), mask) < 0) {
-    close(fd_);
-    fd_ = -1;
-    return false;
-  }
-  return true;
-}
-
-void DirectoryWatch::Drain() {
-  if (fd_ < 0) return;
-  // The events only say that something changed; what changed is read from the pages.
-  alignas(inotify_event) char buffer[4096];
-  while (read(fd_, buffer, sizeof buffer) > 0) {
-  }
 }
 
 int Poll(const std::vector<int>& fds, int timeoutMs, std::vector<bool>& ready) {

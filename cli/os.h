@@ -1,5 +1,5 @@
 // The terminal tool's one door to the operating system: terminals, the environment, files of
-// the data directory, directory watching, interrupt signals and child processes. The tool
+// the data directory, interrupt signals and child processes. The tool
 // links only the public library, so its own OS needs live here and nowhere else in cli/.
 // Everything is called from the tool's single thread.
 #pragma once
@@ -36,23 +36,6 @@ bool RemoveOwnFile(const std::string& path);
 void CatchInterrupts();
 // The last signal caught since the previous call, 0 when none.
 int TakeInterrupt();
-
-// Wakes a waiting loop when entries of one directory are created, removed, renamed or
-// written. Its descriptor is polled together with others; Drain consumes what woke it.
-class DirectoryWatch {
- public:
-  DirectoryWatch() = default;
-  ~DirectoryWatch();
-  DirectoryWatch(const DirectoryWatch&) = delete;
-  DirectoryWatch& operator=(const DirectoryWatch&) = delete;
-
-  bool Open(const std::string& dir);
-  int Fd() const { return fd_; }
-  void Drain();
-
- private:
-  int fd_ = -1;
-};
 
 // Waits until one of fds (negative entries are skipped) is readable or has hung up, or until
 // timeoutMs passes (negative: no limit); an interrupt signal ends the wait early. ready[i]
