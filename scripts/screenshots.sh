@@ -11,6 +11,12 @@ data=$(mktemp -d)
 trap 'rm -rf "$data"' EXIT
 mkdir -p doc/images
 # xvfb-run -a picks a free display, so this can run beside other X servers.
-TALMON_DATA_DIR="$data" xvfb-run -a -s "-screen 0 1280x1024x24" \
-  build/screenshots/examples/example_gallery --save doc/images/textctrl.png
-echo "written: doc/images/textctrl.png"
+shoot() {
+  local out=$1
+  shift
+  TALMON_DATA_DIR="$data" xvfb-run -a -s "-screen 0 1280x1024x24" \
+    build/screenshots/examples/example_gallery "$@" --save "$out"
+  echo "written: $out"
+}
+shoot doc/images/textctrl.png
+shoot doc/images/messagebox.png --messagebox

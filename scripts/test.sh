@@ -46,6 +46,7 @@ export LD_LIBRARY_PATH="$prefix/lib${LD_LIBRARY_PATH:+:$LD_LIBRARY_PATH}"
 data=$(mktemp -d)
 TALMON_DATA_DIR="$data" build/consumer/consumer
 TALMON_DATA_DIR="$data" build/consumer/consumer_ui
+TALMON_DATA_DIR="$data" build/consumer/consumer_pump
 export PKG_CONFIG_PATH="$prefix/lib/pkgconfig"
 g++ -std=c++17 examples/consumer/consumer.cpp $(pkg-config --cflags --libs talmon) \
   -o build/consumer/consumer-pc
@@ -53,6 +54,9 @@ TALMON_DATA_DIR="$data" build/consumer/consumer-pc
 g++ -std=c++17 -fPIC examples/consumer/consumer_ui.cpp $(pkg-config --cflags --libs talmon-ui) \
   -o build/consumer/consumer_ui-pc
 TALMON_DATA_DIR="$data" build/consumer/consumer_ui-pc
+g++ -std=c++17 -fPIC -Wl,--as-needed examples/consumer/consumer_pump.cpp \
+  $(pkg-config --cflags --libs talmon-ui) -o build/consumer/consumer_pump-pc
+TALMON_DATA_DIR="$data" build/consumer/consumer_pump-pc
 rm -rf "$data"
 echo "Release and sanitizer builds, installed-package consumer: all passed."
 echo "tests: $total passed, 0 failed"

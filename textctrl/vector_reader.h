@@ -1,5 +1,6 @@
-// Test support: a reader over rows held in a vector, for this module's tests and the layout
-// benchmark. Header-only; one thread.
+// Test support: a reader over rows held in a vector, for the tests of the text control and
+// the message box and the layout benchmarks; rows may be added while a control shows them.
+// Header-only; one thread.
 #pragma once
 
 #include <string>
@@ -12,7 +13,7 @@ namespace talmon_test {
 
 class VectorReader : public IMonitorReader {
  public:
-  explicit VectorReader(std::vector<std::string> rows) : rows_(std::move(rows)) {}
+  explicit VectorReader(std::vector<std::string> rows = {}) : rows_(std::move(rows)) {}
   bool GetCount(uint32_t& count) override {
     count = static_cast<uint32_t>(rows_.size());
     return true;
@@ -23,6 +24,8 @@ class VectorReader : public IMonitorReader {
     length = static_cast<uint32_t>(rows_[row].size());
     return true;
   }
+  // The rows, to change between reads.
+  std::vector<std::string>& rows() { return rows_; }
 
  private:
   std::vector<std::string> rows_;

@@ -3,5 +3,6 @@
 // Used from the Qt GUI thread unless a class says otherwise.
 #pragma once
 
+#include "talmon/message_box.h"
 #include "talmon/talmon.h"
 #include "talmon/text_ctrl.h"

@@ -23,10 +23,6 @@ constexpr int kMaxCachedRuns = 4096;
 // Longer runs are measured each time rather than kept.
 constexpr int kMaxCachedRunLength = 512;
 
-int32_t Clamp32(int64_t v) {
-  return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX));
-}
-
 QPixmap ImageFromFile(const char* name, int width, int height) {
   char path[512];
   if (!TalMonImagePath(name, path, sizeof path)) return {};
@@ -167,7 +163,7 @@ int32_t TalMonQtDevice::DrawText(const char* text, int32_t length, const TalMonR
   const QFontMetrics& metrics = resources_.Metrics(font_);
   const TalMonQtResources::Run& run = resources_.Measure(font_, text, length);
   int64_t width = run.width;
-  if ((format & kTalMonDtCalcRect) != 0) return Clamp32(origin.x + width);
+  if ((format & kTalMonDtCalcRect) != 0) return TalMonClamp32(origin.x + width);
 
   const int64_t room = int64_t{rect.right} - origin.x;
   if (room <= 0) return origin.x;
@@ -176,11 +172,11 @@ int32_t TalMonQtDevice::DrawText(const char* text, int32_t length, const TalMonR
     elided = metrics.elidedText(run.text.text(), Qt::ElideRight, static_cast<int>(room));
     width = metrics.horizontalAdvance(elided);
   }
-  const int32_t end = Clamp32(origin.x + width);
+  const int32_t end = TalMonClamp32(origin.x + width);
   // The text's top sits at origin.y (the current position, two pixels into the row), as the
   // boxes drawn around text expect; the row's bottom edge cuts what a tall font would pass.
   const TalMonRect cell{origin.x, origin.y, end,
-                        std::min(Clamp32(int64_t{origin.y} + metrics.height()), rect.bottom)};
+                        std::min(TalMonClamp32(int64_t{origin.y} + metrics.height()), rect.bottom)};
   const QRect visible = Visible(cell);
   if (visible.isEmpty()) return end;
   if (mode_ == TalMonBkMode::kOpaque) painter_.fillRect(visible, Colour(backColour_));
@@ -259,7 +255,8 @@ bool TalMonQtDevice::BlendImage(const char* name, int32_t width, int32_t height,
   if (name == nullptr || width <= 0 || height <= 0) return false;
   const QPixmap pixmap = resources_.Image(name, width, height);
   if (pixmap.isNull()) return false;
-  if (Visible({at.x, at.y, Clamp32(int64_t{at.x} + width), Clamp32(int64_t{at.y} + height)})
+  if (Visible(
+          {at.x, at.y, TalMonClamp32(int64_t{at.x} + width), TalMonClamp32(int64_t{at.y} + height)})
           .isEmpty()) {
     return true;
   }

@@ -12,11 +12,17 @@
 #include <QRect>
 #include <QStaticText>
 #include <QString>
+#include <cstdint>
 #include <vector>
 
 #include "talmon/textctrl.h"
 
 class QPainter;
+
+// v within 32 bits: coordinates from the layout and Qt's may be anything.
+inline int32_t TalMonClamp32(int64_t v) {
+  return static_cast<int32_t>(v < INT32_MIN ? INT32_MIN : v > INT32_MAX ? INT32_MAX : v);
+}
 
 // The colour a device shows for colour: an RGB value as it is, a system colour id through the
 // palette's role for it (face: Button, window: Base, window text: Text, shadow: Dark, light

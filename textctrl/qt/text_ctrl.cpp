@@ -22,12 +22,8 @@ constexpr uint32_t kMkControl = 0x0008;
 // One notch of a classic wheel.
 constexpr int64_t kWheelDelta = 120;
 
-int32_t Clamp32(int64_t v) {
-  return static_cast<int32_t>(std::clamp<int64_t>(v, INT32_MIN, INT32_MAX));
-}
-
 TalMonPoint ToPoint(const QPointF& p) {
-  return {Clamp32(static_cast<int64_t>(p.x())), Clamp32(static_cast<int64_t>(p.y()))};
+  return {TalMonClamp32(static_cast<int64_t>(p.x())), TalMonClamp32(static_cast<int64_t>(p.y()))};
 }
 
 uint32_t KeyFlags(const QMouseEvent& event) {
@@ -89,7 +85,7 @@ int32_t TalMonTextCtrl::GetContentHeight() {
   if (reader_ == nullptr) {
     contentHeight_ = 0;
   } else if (reader_->GetCount(count)) {
-    contentHeight_ = Clamp32(int64_t{GetRowHeight()} * count);
+    contentHeight_ = TalMonClamp32(int64_t{GetRowHeight()} * count);
   }
   return reader_ == nullptr ? 0 : contentHeight_;
 }
@@ -111,8 +107,8 @@ void TalMonTextCtrl::Refresh(bool follow) {
   // A reader that cannot count now (its page went away) keeps the range it had, so the rows
   // it can still read stay in view.
   if (reader_->GetCount(count)) {
-    contentHeight_ = Clamp32(int64_t{GetRowHeight()} * count);
-    vertical_->SetCount(Clamp32(count), viewport()->height() / GetRowHeight());
+    contentHeight_ = TalMonClamp32(int64_t{GetRowHeight()} * count);
+    vertical_->SetCount(TalMonClamp32(count), viewport()->height() / GetRowHeight());
   }
   if (keep) vertical_->Scroll(SB_BOTTOM, 0);
   viewport()->update();
