@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <thread>
 
 #include "core/little_endian.h"
 
@@ -30,11 +31,16 @@ constexpr uint32_t kFirstRead = 64 * 1024;
 uint32_t gRowCounter = 1;
 const uint32_t gRowBase = 0;
 
-// Every page reader of the process reads row text into this buffer. Never destroyed: a
-// reader may still be used while statics are torn down at exit.
+// Every page reader of a thread reads row text into that thread's buffer, so a viewer may
+// scan pages on a worker while its UI thread paints. The first thread to read keeps a buffer
+// that is never destroyed: a reader may still be used while statics are torn down at exit.
+// Any other thread's buffer goes when the thread ends.
 std::vector<char>& RowBuffer() {
-  static std::vector<char>* const buffer = new std::vector<char>(kFirstRead + 1);
-  return *buffer;
+  static std::vector<char>* const first = new std::vector<char>(kFirstRead + 1);
+  static const std::thread::id firstThread = std::this_thread::get_id();
+  if (std::this_thread::get_id() == firstThread) return *first;
+  thread_local std::vector<char> own(kFirstRead + 1);
+  return own;
 }
 
 KorinHandle OpenForReading(const char* path) {

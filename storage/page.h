@@ -1,8 +1,9 @@
 // TalMonitorBase: the page, the one place where monitor rows are stored, over a text file
 // and a row file (format: doc/page_format.md). One process writes a page; any number of
 // reader objects, in this and other processes, read it while it grows. Writer and reader
-// are always separate objects. Pages, the process-wide row counter and the process-wide
-// row buffer are used from one thread at a time. Internal to libtalmon.
+// are always separate objects. Pages and the process-wide row counter are used from one
+// thread at a time; readers of different threads have row buffers of their own. Internal to
+// libtalmon.
 #pragma once
 
 #include <cstdint>
