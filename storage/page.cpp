@@ -357,9 +357,34 @@ void TalMonitorBase::ReadHeader() {
   header_.lineStart = bytes[9] != 0;
 }
 
+namespace {
+
+// The rows a header's row length publishes: whole records after the header.
+uint32_t RowsIn(uint32_t rowLength) {
+  using Page = TalMonitorBase;
+  return rowLength >= Page::kHeaderSize ? (rowLength - Page::kHeaderSize) / Page::kRecordSize : 0;
+}
+
+}  // namespace
+
 bool TalMonitorBase::GetCount(uint32_t& count) {
   ReadHeader();
-  count = header_.rowLength >= kHeaderSize ? (header_.rowLength - kHeaderSize) / kRecordSize : 0;
+  count = RowsIn(header_.rowLength);
+  return true;
+}
+
+bool TalMonitorBase::ReadPublished(const char* rowPath, uint32_t& rows, uint32_t& textBytes) {
+  rows = 0;
+  textBytes = 0;
+  KorinHandle file = OpenForReading(rowPath);
+  if (file == nullptr) return false;
+  unsigned char bytes[kHeaderSize];
+  uint32_t done = 0;
+  const bool read = Korin_ReadFileAt(file, 0, bytes, kHeaderSize, &done) && done == kHeaderSize;
+  Korin_CloseHandle(file);
+  if (!read) return false;
+  textBytes = GetU32(bytes);
+  rows = RowsIn(GetU32(bytes + 4));
   return true;
 }
 

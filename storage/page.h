@@ -68,6 +68,11 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   bool GetStamp(uint32_t row, uint32_t& stamp) override;
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
 
+  // What the header in the row file rowPath publishes, read with one open: the number of
+  // rows and the bytes of text. False (both 0) when the file cannot be opened or holds no
+  // whole header.
+  static bool ReadPublished(const char* rowPath, uint32_t& rows, uint32_t& textBytes);
+
   static constexpr uint32_t kHeaderSize = 12;  // bytes of the page header
   static constexpr uint32_t kRecordSize = 8;   // bytes of one row record
   static constexpr uint32_t kSaveDepth = 50;   // states Save can hold

@@ -11,6 +11,7 @@
 #include "talmon/readers.h"
 #include "talmon/scrollbar.h"
 #include "talmon/session.h"
+#include "talmon/session_list.h"
 #include "talmon/terminal.h"
 #include "talmon/textctrl.h"
 #include "talmon/trace.h"
