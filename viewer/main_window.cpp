@@ -38,8 +38,11 @@ std::vector<std::string> PageNames(const TalMonSessionInfo& info) {
   return names;
 }
 
+// "14:05:09" today, "2026-11-23 14:05" before.
 QString Started(int64_t seconds) {
-  return QDateTime::fromSecsSinceEpoch(seconds).toString("yyyy-MM-dd hh:mm:ss");
+  const QDateTime started = QDateTime::fromSecsSinceEpoch(seconds);
+  return started.date() == QDate::currentDate() ? started.toString("hh:mm:ss")
+                                                : started.toString("yyyy-MM-dd hh:mm");
 }
 
 bool Live(TalMonSessionState state) {
@@ -76,6 +79,7 @@ MainWindow::MainWindow(const Request& request, QWidget* parent)
   splitter->addWidget(sessions_);
   splitter->addWidget(tabs_);
   splitter->setStretchFactor(1, 1);
+  splitter->setSizes({330, 770});
   setCentralWidget(splitter);
   state_ = new QLabel;
   statusBar()->addPermanentWidget(state_);
@@ -87,7 +91,7 @@ MainWindow::MainWindow(const Request& request, QWidget* parent)
   connect(watch_, &ChangeWatch::Changed, this, &MainWindow::RefreshAll);
   QSettings settings;
   restoreGeometry(settings.value("geometry").toByteArray());
-  if (!settings.contains("geometry")) resize(1000, 640);
+  if (!settings.contains("geometry")) resize(1100, 680);
   RefreshAll();
   if (session_ == 0 && request_.session != 0) {
     Say(tr("Session %1 has no files in the data directory.").arg(request_.session));
@@ -100,6 +104,7 @@ void MainWindow::BuildActions() {
   QToolBar* bar = addToolBar(tr("Session"));
   bar->setObjectName("session");
   bar->setMovable(false);
+  bar->setToolButtonStyle(Qt::ToolButtonTextBesideIcon);
   play_ = bar->addAction(style()->standardIcon(QStyle::SP_MediaPlay), tr("Play"),
                          [this] { SetActivity(kTalMonPlaying); });
   pause_ = bar->addAction(style()->standardIcon(QStyle::SP_MediaPause), tr("Pause"),

@@ -36,7 +36,7 @@ class PageMarkReader : public IMonitorReader {
     while (tabs < length && text[tabs] == '\t')
       ++tabs;
     row_.assign(text, tabs);
-    row_ += "(field " + pages_[page] + ") ";
+    row_ += "(little " + pages_[page] + ") ";
     row_.append(text + tabs, length - tabs);
     text = row_.c_str();
     length = static_cast<uint32_t>(row_.size());

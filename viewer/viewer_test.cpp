@@ -172,8 +172,8 @@ TEST_F(ViewerWindowTest, ListsSessionsAndShowsTheNewestPagesAndTheirMergedOrder)
   ASSERT_TRUE(WaitFor([&] { return merged->Reader() != nullptr; }));
   // A row's place is where it began: a page's first row begins when the page is opened, each
   // later one at the line feed before it.
-  const std::vector<std::string> expected = {"(field Log) L1", "(field Errors) E1",
-                                             "(field Log) L2", "(field Log) L3"};
+  const std::vector<std::string> expected = {"(little Log) L1", "(little Errors) E1",
+                                             "(little Log) L2", "(little Log) L3"};
   for (uint32_t i = 0; i < expected.size(); ++i) {
     EXPECT_EQ(Row(merged->Reader(), i), expected[i]) << "row " << i;
   }
