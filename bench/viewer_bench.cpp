@@ -1,0 +1,124 @@
+// TalMonView's responsiveness: opening a page tab (reader opened, last screen painted) on a
+// page of ten million rows beside one of a hundred rows, and the CPU an idle viewer uses
+// (whole process, while a session it shows stands still) beside an idle `sleep`. Runs
+// offscreen.
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/resource.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <QApplication>
+#include <QPixmap>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include "talmon/session.h"
+#include "tests/support/temp_dir.h"
+#include "viewer/page_view.h"
+#include "viewer/session_readers.h"
+
+namespace {
+
+constexpr int kBigRows = 10000000;
+
+// Session 1 with the pages "Small" (100 rows) and "Big" (ten million), written once.
+class Pages {
+ public:
+  Pages() {
+    TalCreateMonitorSession(&session_);
+    Write("Small", 100);
+    Write("Big", kBigRows);
+  }
+  unsigned int session() const { return session_; }
+
+ private:
+  void Write(const char* page, int rows) {
+    IMonitorWriter* writer = nullptr;
+    if (!TalOpenMonitorWriter(session_, page, false, &writer)) return;
+    std::string chunk;
+    for (int row = 0; row < rows; ++row) {
+      chunk += "(bold " + std::to_string(row) + ") copied\n";
+      if (chunk.size() > (1 << 16)) {
+        writer->Write(chunk.c_str());
+        chunk.clear();
+      }
+    }
+    writer->Write(chunk.c_str());
+    writer->Flush();
+    TalCloseMonitorWriter(writer);
+  }
+
+  talmon_test::ScopedDataDir dir_;
+  unsigned int session_ = 0;
+};
+
+Pages& ThePages() {
+  static Pages pages;
+  return pages;
+}
+
+// A page tab as the viewer opens it, painted once at its last screen.
+void OpenTab(benchmark::State& state, const char* page) {
+  const unsigned int session = ThePages().session();
+  for (auto _ : state) {
+    talmon::viewer::PageView view(talmon::viewer::PageReader(session, page), true, false);
+    view.resize(900, 600);
+    benchmark::DoNotOptimize(view.grab());
+  }
+}
+
+void BM_OpenTabSmall(benchmark::State& state) {
+  OpenTab(state, "Small");
+}
+void BM_OpenTabTenMillion(benchmark::State& state) {
+  OpenTab(state, "Big");
+}
+BENCHMARK(BM_OpenTabSmall)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_OpenTabTenMillion)->Unit(benchmark::kMillisecond);
+
+// CPU seconds per second of a child left alone for two seconds: argv run, then SIGTERM.
+double IdleCpu(const char* const* argv) {
+  rusage before{};
+  getrusage(RUSAGE_CHILDREN, &before);
+  const pid_t pid = fork();
+  if (pid == 0) {
+    execv(argv[0], const_cast<char* const*>(argv));
+    _exit(127);
+  }
+  sleep(2);
+  kill(pid, SIGTERM);
+  waitpid(pid, nullptr, 0);
+  rusage after{};
+  getrusage(RUSAGE_CHILDREN, &after);
+  auto seconds = [](const timeval& t) { return t.tv_sec + t.tv_usec / 1e6; };
+  return (seconds(after.ru_utime) + seconds(after.ru_stime) - seconds(before.ru_utime) -
+          seconds(before.ru_stime)) /
+         2.0;
+}
+
+void BM_IdleSleep(benchmark::State& state) {
+  const char* const argv[] = {"/bin/sleep", "60", nullptr};
+  for (auto _ : state) state.counters["cpu_percent"] = 100.0 * IdleCpu(argv);
+}
+
+// Startup is included in the two seconds, so this bounds the idle figure from above.
+void BM_IdleViewer(benchmark::State& state) {
+  const std::string session = std::to_string(ThePages().session());
+  const char* const argv[] = {TALMON_VIEWER_PATH, session.c_str(), nullptr};
+  for (auto _ : state) state.counters["cpu_percent"] = 100.0 * IdleCpu(argv);
+}
+BENCHMARK(BM_IdleSleep)->Iterations(1)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_IdleViewer)->Iterations(1)->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  setenv("QT_QPA_PLATFORM", "offscreen", 0);
+  QApplication app(argc, argv);
+  benchmark::Initialize(&argc, argv);
+  benchmark::RunSpecifiedBenchmarks();
+  benchmark::Shutdown();
+  return 0;
+}
