@@ -16,6 +16,7 @@
 #include <QSplitter>
 #include <QStatusBar>
 #include <QTabWidget>
+#include <QTimer>
 #include <QToolBar>
 #include <QTreeWidget>
 #include <QVBoxLayout>
@@ -291,7 +292,8 @@ WaitWindow::WaitWindow(unsigned int session, const QString& title, QWidget* pare
   resize(560, 260);
   auto* watch = new ChangeWatch(this);
   connect(watch, &ChangeWatch::Changed, this, &WaitWindow::Refresh);
-  Refresh();
+  // Once shown: a window closed before it is shown would show all the same.
+  QTimer::singleShot(0, this, &WaitWindow::Refresh);
 }
 
 void WaitWindow::Refresh() {

@@ -217,6 +217,21 @@ TEST_F(ViewerWindowTest, FindMarksMatchingRowsAndJumpsBetweenThem) {
   EXPECT_EQ(view->Control()->GetVerticalBar()->GetPos(), 40);
 }
 
+TEST_F(ViewerWindowTest, TheWaitDisplayClosesWhenItsSessionEnds) {
+  const unsigned int session = NewSession();
+  WritePage(session, "Log", {"working"}, writers_);
+  talmon::viewer::WaitWindow wait(session, "Job");
+  wait.show();
+  EXPECT_EQ(wait.windowTitle(), "Job");
+  EXPECT_TRUE(wait.isVisible());
+  TalCloseMonitorSession(session);
+  EXPECT_TRUE(WaitFor([&] { return !wait.isVisible(); }));
+
+  talmon::viewer::WaitWindow none(9999, "");  // a session that never was closes at once
+  none.show();
+  EXPECT_TRUE(WaitFor([&] { return !none.isVisible(); }));
+}
+
 TEST_F(ViewerWindowTest, PauseAndStopReachAProducerInAnotherProcess) {
   QProcess producer;
   producer.start(TALMON_CLI_PATH, {"demo", "--seconds", "60"});
