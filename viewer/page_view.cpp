@@ -1,6 +1,6 @@
 // Work off the UI thread uses a reader of its own (readers are used by one thread at a time)
-// and hands its result back through a queued call on the view, which Qt drops if the view is
-// gone; the view joins its worker before it goes, so no worker outlives it.
+// and hands its result back through a queued call on the view. Nobody waits for a worker: a
+// cancelled merge of ten million rows would otherwise hold the window until it ends.
 
 #include "viewer/page_view.h"
 
@@ -14,6 +14,9 @@
 #include <QVBoxLayout>
 #include <algorithm>
 #include <cctype>
+#include <mutex>
+#include <thread>
+#include <utility>
 
 #include "talmon/session.h"
 
@@ -35,6 +38,19 @@ void CloseReader(IMonitorReader* reader) {
   if (reader != nullptr) TalCloseMonitorReader(reader);
 }
 
+// A reader on its way from a worker to its view.
+class OwnedReader {
+ public:
+  explicit OwnedReader(IMonitorReader* reader) : reader_(reader) {}
+  ~OwnedReader() { CloseReader(reader_); }
+  OwnedReader(const OwnedReader&) = delete;
+  OwnedReader& operator=(const OwnedReader&) = delete;
+  IMonitorReader* Release() { return std::exchange(reader_, nullptr); }
+
+ private:
+  IMonitorReader* reader_;
+};
+
 }  // namespace
 
 std::string VisibleText(const char* row, uint32_t length) {
@@ -53,6 +69,34 @@ std::string VisibleText(const char* row, uint32_t length) {
   }
   return out;
 }
+
+// What a worker shares with its view: whether the view still wants its results.
+class PageView::Job {
+ public:
+  explicit Job(PageView* view) : view_(view) {}
+  bool Cancelled() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    return view_ == nullptr;
+  }
+  // From the view's thread: nothing is posted after this returns.
+  void Cancel() {
+    std::lock_guard<std::mutex> lock(mutex_);
+    view_ = nullptr;
+  }
+  // From the worker: runs fn on the view's thread later, unless cancelled first. A call
+  // posted before a cancel is dropped by Qt if the view is deleted before it runs.
+  void Post(std::function<void(PageView&)> fn) {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (view_ == nullptr) return;
+    PageView* view = view_;
+    QMetaObject::invokeMethod(
+        view, [view, fn = std::move(fn)] { fn(*view); }, Qt::QueuedConnection);
+  }
+
+ private:
+  std::mutex mutex_;
+  PageView* view_;
+};
 
 PageView::PageView(ReaderFactory factory, bool follow, bool offThread, QWidget* parent)
     : QWidget(parent), factory_(std::move(factory)), follow_(follow) {
@@ -80,20 +124,16 @@ PageView::PageView(ReaderFactory factory, bool follow, bool offThread, QWidget* 
     SetReader(factory_());
     return;
   }
-  StartJob(tr("Merging pages"), [this] {
-    IMonitorReader* reader = factory_();
-    if (cancelled_) {
-      CloseReader(reader);
-      return;
-    }
-    QMetaObject::invokeMethod(
-        this, [this, reader] { SetReader(reader); }, Qt::QueuedConnection);
+  StartJob(tr("Merging pages"), [factory = factory_](Job& job) {
+    // Closed with the last copy of the posted call unless the view took it: a call that never
+    // runs (cancelled, or the view went first) closes it.
+    auto owned = std::make_shared<OwnedReader>(factory());
+    job.Post([owned](PageView& view) { view.SetReader(owned->Release()); });
   });
 }
 
 PageView::~PageView() {
-  cancelled_ = true;
-  if (job_.joinable()) job_.join();
+  if (job_ != nullptr) job_->Cancel();
   control_->SetMonitor(nullptr);
   control_->SetMarkers(nullptr);
   CloseReader(reader_);
@@ -116,23 +156,23 @@ void PageView::Refresh() {
   if (reader_ != nullptr) control_->Refresh(follow_);
 }
 
-void PageView::StartJob(const QString& what, std::function<void()> work) {
+void PageView::StartJob(const QString& what, std::function<void(Job&)> work) {
   Cancel();
-  cancelled_ = false;
+  job_ = std::make_shared<Job>(this);
   busyLabel_->setText(what);
   progress_->setRange(0, 0);  // unknown length until the worker reports
   busy_->show();
-  job_ = std::thread(std::move(work));
+  std::thread([job = job_, work = std::move(work)] { work(*job); }).detach();
 }
 
 void PageView::EndJob() {
-  if (job_.joinable()) job_.join();
+  job_ = nullptr;
   busy_->hide();
 }
 
 void PageView::Cancel() {
-  if (!job_.joinable()) return;
-  cancelled_ = true;
+  if (job_ == nullptr) return;
+  job_->Cancel();
   EndJob();
   emit Message(tr("Cancelled."));
 }
@@ -147,34 +187,30 @@ void PageView::Find(const QString& text) {
   control_->viewport()->update();
   if (text.isEmpty()) return;
   std::string needle = text.toLower().toStdString();
-  StartJob(tr("Finding \"%1\"").arg(text), [this, needle] {
+  StartJob(tr("Finding \"%1\"").arg(text), [factory = factory_, needle](Job& job) {
     std::vector<uint32_t> found;
-    IMonitorReader* reader = factory_();
+    IMonitorReader* reader = factory();
     uint32_t count = 0;
     if (reader != nullptr) reader->GetCount(count);
-    for (uint32_t row = 0; row < count && !cancelled_; ++row) {
+    for (uint32_t row = 0; row < count; ++row) {
       const char* rowText = nullptr;
       uint32_t length = 0;
       if (reader->GetRow(row, rowText, length) && Contains(VisibleText(rowText, length), needle)) {
         found.push_back(row);
       }
       if (row % kFindStride == kFindStride - 1) {
+        if (job.Cancelled()) break;
         const int percent = static_cast<int>(uint64_t{row} * 100 / count);
-        QMetaObject::invokeMethod(
-            this, [this, percent] { Progress(percent); }, Qt::QueuedConnection);
+        job.Post([percent](PageView& view) { view.Progress(percent); });
       }
     }
     CloseReader(reader);
-    if (cancelled_) return;
-    QMetaObject::invokeMethod(
-        this,
-        [this, found = std::move(found)]() mutable {
-          EndJob();
-          matches_ = std::move(found);
-          control_->viewport()->update();
-          emit Message(tr("%n matching row(s).", nullptr, static_cast<int>(matches_.size())));
-        },
-        Qt::QueuedConnection);
+    job.Post([found = std::move(found)](PageView& view) mutable {
+      view.EndJob();
+      view.matches_ = std::move(found);
+      view.control_->viewport()->update();
+      emit view.Message(tr("%n matching row(s).", nullptr, static_cast<int>(view.matches_.size())));
+    });
   });
 }
 

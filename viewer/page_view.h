@@ -5,11 +5,9 @@
 #pragma once
 
 #include <QWidget>
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "talmon/monitor.h"
@@ -49,7 +47,7 @@ class PageView : public QWidget, public IMonTextCtrlAutomat, public TalMonScroll
   TalMonTextCtrl* Control() const { return control_; }
   IMonitorReader* Reader() const { return reader_; }
   const std::vector<uint32_t>& Matches() const { return matches_; }
-  bool Busy() const { return job_.joinable(); }
+  bool Busy() const { return job_ != nullptr; }
 
   // IMonTextCtrlAutomat: file paths and URLs open with the desktop's handler.
   void OnLink(TalMonTextCtrl* control, const char* target) override;
@@ -62,7 +60,11 @@ class PageView : public QWidget, public IMonTextCtrlAutomat, public TalMonScroll
   void Message(const QString& text);
 
  private:
-  void StartJob(const QString& what, std::function<void()> work);
+  class Job;
+  // Runs work on a thread of its own. The work reads through a reader of its own, and reaches
+  // the view only through Job::Post; once the job is cancelled (or the view goes) nothing more
+  // is posted, and the thread finishes on its own without waiting for anyone.
+  void StartJob(const QString& what, std::function<void(Job&)> work);
   void EndJob();
   void SetReader(IMonitorReader* reader);
   void Progress(int percent);
@@ -76,8 +78,7 @@ class PageView : public QWidget, public IMonTextCtrlAutomat, public TalMonScroll
   QProgressBar* progress_;
   QPushButton* cancel_;
   std::vector<uint32_t> matches_;  // ascending rows
-  std::thread job_;
-  std::atomic<bool> cancelled_{false};
+  std::shared_ptr<Job> job_;       // the job under way; null when none
 };
 
 // The row as a viewer shows it, tags left out: "(bold Total: (error 3))" => "Total: 3". Used
