@@ -123,11 +123,22 @@ void BM_IdleSleep(benchmark::State& state) {
     state.counters["cpu_percent"] = 100.0 * IdleCpu(argv);
 }
 
+// A live producer's session of a hundred rows that stands still, shown by the viewer.
 void BM_IdleViewer(benchmark::State& state) {
-  const std::string session = std::to_string(ThePages().session());
-  const char* const argv[] = {TALMON_VIEWER_PATH, session.c_str(), nullptr};
+  talmon_test::ScopedDataDir dir;
+  unsigned int session = 0;
+  TalCreateMonitorSession(&session);
+  IMonitorWriter* writer = nullptr;
+  TalOpenMonitorWriter(session, "Log", false, &writer);
+  for (int row = 0; row < 100; ++row)
+    writer->Write("(bold copied) a file\n");
+  writer->Flush();
+  const std::string number = std::to_string(session);
+  const char* const argv[] = {TALMON_VIEWER_PATH, number.c_str(), nullptr};
   for (auto _ : state)
     state.counters["cpu_percent"] = 100.0 * IdleCpu(argv);
+  TalCloseMonitorWriter(writer);
+  TalCloseMonitorSession(session);
 }
 BENCHMARK(BM_IdleSleep)->Iterations(1)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_IdleViewer)->Iterations(1)->Unit(benchmark::kMillisecond);
