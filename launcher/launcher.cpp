@@ -132,8 +132,8 @@ TalMonitorViewer::TalMonitorViewer(const char* viewerArg1, const char* viewerArg
   HideWindow(hiddenWindow_);
   waitCursor_ = new TalMonWaitCursor;
   const unsigned int session = TalMonitorWriterPage::GetSession();
-  process_ = Start(Format("TalMonView %s %04d %s %s", OrEmpty(viewerArg1), session,
-                          OrEmpty(viewerArg2), shown.c_str()));
+  process_ = Start(Format("TalMonView %s %04d %s %s", OrEmpty(viewerArg1),
+                          static_cast<int>(session), OrEmpty(viewerArg2), shown.c_str()));
   if (process_ == 0) {
     // Nobody would ever give the window back to a producer whose viewer never came.
     delete waitCursor_;

@@ -262,6 +262,7 @@ void MainWindow::SetActivity(int activity) {
 }
 
 void MainWindow::TogglePause() {
+  if (session_ == 0) return;  // 0 would be taken as the last session
   unsigned int activity = 0;
   TalMonitorGetActivity(session_, &activity);
   if (activity == kTalMonPaused) {
