@@ -2,6 +2,8 @@
 // terminal tool's demo producer running in another process.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
+
 #include <QAction>
 #include <QApplication>
 #include <QElapsedTimer>
@@ -215,6 +217,17 @@ TEST_F(ViewerWindowTest, FindMarksMatchingRowsAndJumpsBetweenThem) {
   EXPECT_GT(second, 40);  // 250, or as near as the last screen allows
   QTest::keyClick(&window, Qt::Key_F3, Qt::ShiftModifier);
   EXPECT_EQ(view->Control()->GetVerticalBar()->GetPos(), 40);
+}
+
+TEST_F(ViewerWindowTest, AnUnsafeDataDirectoryIsReportedNotShown) {
+  const unsigned int session = NewSession();
+  WritePage(session, "Log", {"row"}, writers_);
+  ASSERT_EQ(chmod(data_.path().c_str(), 0777), 0);  // writable by anyone: refused
+  MainWindow window(Request{});
+  EXPECT_EQ(window.Sessions()->topLevelItemCount(), 0);
+  EXPECT_EQ(window.Tabs()->count(), 0);
+  EXPECT_TRUE(window.StatusText().contains("data directory")) << window.StatusText().toStdString();
+  chmod(data_.path().c_str(), 0700);
 }
 
 TEST_F(ViewerWindowTest, TheWaitDisplayClosesWhenItsSessionEnds) {
