@@ -12,14 +12,14 @@
 
 namespace {
 
-struct ButtonSpec {
+struct TypeButton {
   unsigned int id;
   const char* caption;
   bool cancel;
 };
 
 // The buttons of a type word's bits 0-3; the first is always the default.
-std::vector<ButtonSpec> ButtonsOf(unsigned int type) {
+std::vector<TypeButton> ButtonsOf(unsigned int type) {
   switch (type & 0x0F) {
     case 0:
       return {{1, "&Ok", false}};
@@ -54,7 +54,7 @@ QStyle::StandardPixmap IconOf(unsigned int type) {
 
 void Configure(TalMonMessageBox& box, IMonitorReader* reader, unsigned int type) {
   bool first = true;
-  for (const ButtonSpec& b : ButtonsOf(type)) {
+  for (const TypeButton& b : ButtonsOf(type)) {
     box.AddButton(b.id, first ? 1 : 0, b.cancel ? 1 : 0, b.caption);
     first = false;
   }
