@@ -26,7 +26,7 @@ const char kHelp[] =
     "                                write standard input to a page, one row per line\n"
     "  run [--page NAME] -- COMMAND [ARGS...]\n"
     "                                run a command with its output and errors as pages\n"
-    "  demo [--seconds N]            a producer that shows every kind of markup\n"
+    "  demo [--seconds N] [--gui]    a producer that shows every kind of markup\n"
     "\n"
     "'talmon COMMAND --help' tells more. The data directory is $TALMON_DATA_DIR, else\n"
     "$XDG_STATE_HOME/talmon, else ~/.local/state/talmon; it must be yours alone unless\n"

@@ -6,6 +6,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
@@ -15,6 +16,8 @@
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace talmon::cli::os {
 
@@ -171,6 +174,22 @@ long Read(int fd, char* buffer, size_t size) {
 
 void Close(int fd) {
   if (fd >= 0) close(fd);
+}
+
+bool StartDetached(const std::vector<std::string>& argv) {
+  if (argv.empty()) return false;
+  std::vector<char*> args;
+  for (const std::string& a : argv)
+    args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  posix_spawnattr_t attr;
+  if (posix_spawnattr_init(&attr) != 0) return false;
+  // A session of its own: the terminal's interrupt, meant for the tool, spares it.
+  posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSID);
+  pid_t pid = 0;
+  const bool started = posix_spawnp(&pid, args[0], nullptr, &attr, args.data(), environ) == 0;
+  posix_spawnattr_destroy(&attr);
+  return started;
 }
 
 bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& error,

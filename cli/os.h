@@ -59,6 +59,10 @@ struct Child {
 // and exitStatus is the shell's code (127 not found, 126 not executable).
 bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& error, int& exitStatus);
 
+// Starts argv[0] (looked up in PATH) on its own: it outlives the tool, and nobody waits for
+// it (it is reaped by init once the tool has gone). False when it cannot be started.
+bool StartDetached(const std::vector<std::string>& argv);
+
 enum class GroupSignal { kStop, kContinue, kTerminate, kKill };
 // Sends the signal to every process of the group led by pid.
 bool SignalGroup(int pid, GroupSignal signal);

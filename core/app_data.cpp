@@ -48,22 +48,26 @@ bool MakeDirectories(const std::string& dir) {
   return stat(dir.c_str(), &st) == 0 && S_ISDIR(st.st_mode);
 }
 
-// Whether dir may hold this user's sessions. Everything in it is trusted to be the user's
-// own: a directory someone else owns, or that others may write, would let them plant links
-// and FIFOs, forge sessions and remove the user's files. Such a directory is used only when
-// the user says it is shared (TALMON_SHARED_DIR=1); then each user's files are told apart
-// by their owner alone.
-bool IsSafeDirectory(const std::string& dir) {
+// Why dir may not hold this user's sessions; "" when it may. Everything in it is trusted to
+// be the user's own: a directory someone else owns, or that others may write, would let them
+// plant links and FIFOs, forge sessions and remove the user's files. Such a directory is used
+// only when the user says it is shared (TALMON_SHARED_DIR=1); then each user's files are told
+// apart by their owner alone.
+std::string UnsafeBecause(const std::string& dir) {
   const char* shared = getenv("TALMON_SHARED_DIR");
-  if (shared != nullptr && strcmp(shared, "1") == 0) return true;
+  if (shared != nullptr && strcmp(shared, "1") == 0) return std::string();
   struct stat st;
-  return stat(dir.c_str(), &st) == 0 && st.st_uid == geteuid() &&
-         (st.st_mode & (S_IWGRP | S_IWOTH)) == 0;
+  if (stat(dir.c_str(), &st) != 0) return strerror(errno);
+  const char* const share = " (set TALMON_SHARED_DIR=1 to use a directory shared on purpose)";
+  if (st.st_uid != geteuid()) return std::string("not owned by you") + share;
+  if ((st.st_mode & (S_IWGRP | S_IWOTH)) != 0) {
+    return std::string("writable by other users") + share;
+  }
+  return std::string();
 }
 
-// The data directory, made when missing, ending in "/"; "" when it cannot be had or is not
-// safe to use.
-std::string DataDirectory() {
+// The directory the environment names, without a trailing "/"; "" when there is no home.
+std::string ChosenDirectory() {
   std::string dir;
   if (const char* explicitDir = NonEmptyEnv("TALMON_DATA_DIR")) {
     dir = explicitDir;
@@ -76,9 +80,14 @@ std::string DataDirectory() {
   }
   while (dir.size() > 1 && dir.back() == '/')
     dir.pop_back();
-  if (!MakeDirectories(dir) || !IsSafeDirectory(dir)) return std::string();
-  if (dir != "/") dir += '/';
   return dir;
+}
+
+// The data directory, made when missing, ending in "/"; "" when it cannot be had or is not
+// safe to use.
+std::string DataDirectory() {
+  std::string dir;
+  return Korin::FindDataDirectory(dir, nullptr) ? dir : std::string();
 }
 
 bool CopyOut(char* buffer, size_t size, const std::string& text) {
@@ -137,4 +146,26 @@ Korin::IAppDataManager* LoadAppDataManager() {
   // Never destroyed: callers may use it from static destructors and exit handlers.
   static AppDataManager* manager = new AppDataManager;
   return manager;
+}
+
+bool Korin::FindDataDirectory(std::string& dir, std::string* why) {
+  dir = ChosenDirectory();
+  std::string reason;
+  if (dir.empty()) {
+    reason = "no data directory: none of TALMON_DATA_DIR, XDG_STATE_HOME and HOME is set";
+  } else if (!MakeDirectories(dir)) {
+    reason = "data directory " + dir + "/: cannot be made: " + strerror(errno);
+  } else if (dir.size() + 1 >= Korin::kMaxPath) {
+    reason = "data directory " + dir + "/: its path is too long";
+  } else {
+    const std::string unsafe = UnsafeBecause(dir);
+    if (!unsafe.empty()) reason = "data directory " + dir + "/: " + unsafe;
+  }
+  if (!reason.empty()) {
+    if (why != nullptr) *why = reason;
+    dir.clear();
+    return false;
+  }
+  if (dir != "/") dir += '/';
+  return true;
 }

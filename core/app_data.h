@@ -9,6 +9,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 
 namespace Korin {
 
@@ -31,6 +32,11 @@ class IAppDataManager {
   // The data object of this application; null when there is none. Lives for the process.
   virtual IAppData* GetAppData() = 0;
 };
+
+// The data directory, made when missing (mode 0700), ending in "/". False (dir "") when
+// there is none to use; why, when not null, then says which directory and why in one line:
+//   "data directory /x/: not owned by you (set TALMON_SHARED_DIR=1 to use ...)"
+bool FindDataDirectory(std::string& dir, std::string* why);
 
 }  // namespace Korin
 

@@ -2,6 +2,7 @@
 #include "core/listing.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -186,6 +187,30 @@ String File::getAbsolutePath() const {
   if (cwd.empty() || cwd.back() != '/') cwd += '/';
   cwd += path_.c_str();
   return String(cwd.c_str());
+}
+
+bool ListOwnFiles(const char* directory, std::vector<OwnFile>& files,
+                  const std::function<bool(const char* name)>& wanted) {
+  DIR* dir = opendir(directory != nullptr ? directory : "");
+  if (!dir) return false;
+  const int fd = dirfd(dir);
+  const uid_t me = geteuid();
+  while (dirent* entry = readdir(dir)) {
+    const char* name = entry->d_name;
+    if (entry->d_type != DT_REG && entry->d_type != DT_UNKNOWN) continue;
+    if (wanted && !wanted(name)) continue;
+    struct statx st;
+    if (statx(fd, name, AT_SYMLINK_NOFOLLOW | AT_NO_AUTOMOUNT,
+              STATX_TYPE | STATX_UID | STATX_SIZE | STATX_MTIME | STATX_BTIME, &st) != 0 ||
+        !S_ISREG(st.stx_mode) || st.stx_uid != me) {
+      continue;
+    }
+    const bool hasBirth = (st.stx_mask & STATX_BTIME) != 0 && st.stx_btime.tv_sec != 0;
+    files.push_back(
+        OwnFile{name, st.stx_size, hasBirth ? st.stx_btime.tv_sec : st.stx_mtime.tv_sec});
+  }
+  closedir(dir);
+  return true;
 }
 
 }  // namespace Korin

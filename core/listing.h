@@ -3,7 +3,10 @@
 // instances are immutable.
 #pragma once
 
+#include <cstdint>
+#include <functional>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "talmon/korin_string.h"
@@ -72,5 +75,20 @@ class File {
  private:
   String path_;
 };
+
+// One regular file of the caller's own user, as ListOwnFiles finds it.
+struct OwnFile {
+  std::string name;
+  uint64_t size = 0;
+  int64_t born = 0;  // seconds since the epoch it was made (its change of content, where
+                     // the file system keeps no birth time)
+};
+
+// Appends the caller's own regular files of directory whose names wanted accepts (null:
+// every one), read in one pass: each name costs one stat, and only when wanted. Links,
+// FIFOs, devices, directories and other users' files are left out. False when the directory
+// cannot be read.
+bool ListOwnFiles(const char* directory, std::vector<OwnFile>& files,
+                  const std::function<bool(const char* name)>& wanted);
 
 }  // namespace Korin

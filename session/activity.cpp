@@ -134,13 +134,61 @@ bool CreateMarkerFile(const char* path, bool held) {
   return emptied;
 }
 
-bool MarkerPresent(const char* path) {
+namespace {
+
+// One look at a marker file: whether it is there at all (a regular file of the caller's
+// own), whether a live process holds it, and whether it counts as present.
+struct MarkerLook {
+  bool exists = false;
+  bool held = false;
+  bool present = false;
+};
+
+MarkerLook LookAt(const char* path) {
+  MarkerLook look;
   KorinFileAttributes attributes;
-  if (path == nullptr || path[0] == '\0' || !Korin_GetFileAttributesEx(path, &attributes)) {
-    return false;
+  if (path == nullptr || path[0] == '\0' || !Korin_GetFileAttributesEx(path, &attributes) ||
+      !attributes.owned || !KorinIsRegular(attributes)) {
+    return look;
   }
-  if (!attributes.owned || !KorinIsRegular(attributes)) return false;
-  return (attributes.attributes & kFileAttributeTemporary) != 0 || attributes.size == 0;
+  look.exists = true;
+  look.held = (attributes.attributes & kFileAttributeTemporary) != 0;
+  look.present = look.held || attributes.size == 0;
+  return look;
+}
+
+MarkerLook LookAt(unsigned int session, const char* marker) {
+  char path[Korin::kMaxPath];
+  MarkerPath(session, marker, path);
+  return LookAt(path);
+}
+
+}  // namespace
+
+bool MarkerPresent(const char* path) {
+  return LookAt(path).present;
+}
+
+TalMonSessionState SessionState(unsigned int session, bool& pauseHeld) {
+  pauseHeld = false;
+  const MarkerLook play = LookAt(session, kPlayMarker);
+  const MarkerLook pause = LookAt(session, kPauseMarker);
+  const MarkerLook stop = LookAt(session, kStopMarker);
+  const MarkerLook playAgain = LookAt(session, kPlayMarker);
+  if (!play.exists && !pause.exists && !stop.exists && !playAgain.exists) {
+    return TalMonSessionState::kFinished;
+  }
+  if (!play.held && !pause.held && !stop.held && !playAgain.held) {
+    return TalMonSessionState::kCrashed;
+  }
+  if (stop.present) return TalMonSessionState::kStopping;
+  if (playAgain.present || (play.present && !pause.present)) {
+    pauseHeld = pause.present;
+    return TalMonSessionState::kPlaying;
+  }
+  if (pause.present) return TalMonSessionState::kPaused;
+  // The held marker moved between the looks without reaching a name looked at after.
+  return TalMonSessionState::kPlaying;
 }
 
 bool RemoveOwnFile(const char* path) {

@@ -3,6 +3,8 @@
 // talmon/session.h. Markers are probed by path on every call, never cached.
 #pragma once
 
+#include "talmon/session_list.h"
+
 namespace talmon {
 
 // Marker names, appended to the session prefix.
@@ -28,6 +30,11 @@ bool CreateMarkerFile(const char* path, bool held);
 // that nobody holds was left by a producer that has ended, and reads as absent; another
 // user's marker (in a shared data directory) is never obeyed.
 bool MarkerPresent(const char* path);
+
+// What a viewer says about session, from its three markers probed by path in the order of
+// TalMonitorGetActivity (so that a rename between two looks still reads right). pauseHeld
+// becomes true when the session plays yet a Pause marker stands beside "Play.TXT".
+TalMonSessionState SessionState(unsigned int session, bool& pauseHeld);
 
 // Removes path when it is a file of the caller's own user; false otherwise.
 bool RemoveOwnFile(const char* path);

@@ -92,6 +92,14 @@ bool TalMonitorReaderPageOrder::MapRow(uint32_t row, size_t& page, uint32_t& loc
   return false;
 }
 
+bool TalMonitorReaderPageOrder::GetRowPage(uint32_t row, uint32_t& page) const {
+  size_t index = 0;
+  uint32_t local = 0;
+  if (!MapRow(row, index, local)) return false;
+  page = static_cast<uint32_t>(index);
+  return true;
+}
+
 bool TalMonitorReaderPageOrder::GetStamp(uint32_t row, uint32_t& stamp) {
   size_t page = 0;
   uint32_t local = 0;
@@ -178,7 +186,7 @@ bool TalMonitorReaderTime::GetCount(uint32_t& count) {
   return true;
 }
 
-bool TalMonitorReaderTime::ReadRecord(uint32_t row, IMonitorReader*& reader, uint32_t& pageRow) {
+bool TalMonitorReaderTime::ReadRecord(uint32_t row, uint32_t& page, uint32_t& pageRow) {
   if (!KorinIsOpen(index_)) return false;
   unsigned char record[kRecordSize];
   uint32_t done = 0;
@@ -187,25 +195,29 @@ bool TalMonitorReaderTime::ReadRecord(uint32_t row, IMonitorReader*& reader, uin
       done < kRecordSize) {
     return false;
   }
-  const uint32_t page = GetU32(record);
+  page = GetU32(record);
   if (page >= readers_.size()) {
     throw std::invalid_argument("TalMonitorReaderTime: page index out of range");
   }
-  reader = readers_[page];
   pageRow = GetU32(record + 4);
   return true;
 }
 
 bool TalMonitorReaderTime::GetStamp(uint32_t row, uint32_t& stamp) {
-  IMonitorReader* reader = nullptr;
+  uint32_t page = 0;
   uint32_t pageRow = 0;
-  return ReadRecord(row, reader, pageRow) && reader->GetStamp(pageRow, stamp);
+  return ReadRecord(row, page, pageRow) && readers_[page]->GetStamp(pageRow, stamp);
 }
 
 bool TalMonitorReaderTime::GetRow(uint32_t row, const char*& text, uint32_t& length) {
-  IMonitorReader* reader = nullptr;
+  uint32_t page = 0;
   uint32_t pageRow = 0;
-  return ReadRecord(row, reader, pageRow) && reader->GetRow(pageRow, text, length);
+  return ReadRecord(row, page, pageRow) && readers_[page]->GetRow(pageRow, text, length);
+}
+
+bool TalMonitorReaderTime::GetRowPage(uint32_t row, uint32_t& page) {
+  uint32_t pageRow = 0;
+  return ReadRecord(row, page, pageRow);
 }
 
 // ---- TalMonitorReaderSession ----------------------------------------------------------

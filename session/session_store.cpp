@@ -46,6 +46,21 @@ bool JoinPath(char* out, const char* head, const char* tail) {
   return true;
 }
 
+Korin::String SessionFilePattern(unsigned int session, const char* pattern) {
+  Korin::String filePattern;
+  filePattern.format("%04d%s.TXT", static_cast<int>(session), pattern != nullptr ? pattern : "");
+  return filePattern;
+}
+
+bool PageNameOfFile(unsigned int session, const Korin::String& file, Korin::String& page) {
+  char number[16];
+  const size_t prefix =
+      static_cast<size_t>(std::snprintf(number, sizeof number, "%04d", static_cast<int>(session)));
+  if (file.length() < prefix + 4) return false;
+  page = file.subString(prefix, file.length() - 4);
+  return true;
+}
+
 int LeadingSession(const char* name) {
   int number = 0;
   if (std::sscanf(name, "%04d", &number) != 1) return 0;
@@ -251,19 +266,15 @@ void TalMonitorSelectPage::SetPattern(const char* pattern) {
 bool TalMonitorSelectPage::Init() {
   char directory[Korin::kMaxPath];
   if (!talmon::GetDataDirectoryPath(directory)) return false;
-  Korin::String filePattern;
-  filePattern.format("%04d%s.TXT", static_cast<int>(session_), pattern_.c_str());
   std::unique_ptr<Korin::IFileFilter> filter =
       Korin::IFileFilter::getMatchAllFilesFilenameFilterWithPattern(
-          filePattern, Korin::CollatorFactory::getFileSystemCollator(true), false, false, true);
+          talmon::SessionFilePattern(session_, pattern_),
+          Korin::CollatorFactory::getFileSystemCollator(true), false, false, true);
   std::vector<Korin::String> found;
   Korin::File(directory).listFiles(found, *filter, false);
-  char number[16];
-  const size_t prefix =
-      static_cast<size_t>(std::snprintf(number, sizeof number, "%04d", static_cast<int>(session_)));
+  Korin::String page;
   for (const Korin::String& file : found) {
-    if (file.length() < prefix + 4) continue;
-    names_.push_back(file.subString(prefix, file.length() - 4));
+    if (talmon::PageNameOfFile(session_, file, page)) names_.push_back(page);
   }
   talmon::CSortableStringArray sortable(&names_);
   talmon::CombSort(sortable);

@@ -37,6 +37,12 @@ constexpr unsigned int kMaxSession = 9999;
 // digits: "12345x" is 1234); 0 when it has none.
 int LeadingSession(const char* name);
 
+// The file-name pattern of session's pages chosen by pattern: "%04d" + pattern + ".TXT".
+Korin::String SessionFilePattern(unsigned int session, const char* pattern);
+// The page name of a file of session that SessionFilePattern matched: the name without the
+// four-digit number and ".TXT" ("0003Log.TXT" => "Log"). False for a name too short.
+bool PageNameOfFile(unsigned int session, const Korin::String& file, Korin::String& page);
+
 // True when name may be appended to a session prefix: not null, no "/", not "." or "..".
 bool IsSafePageName(const char* name);
 // out (260 bytes) = head + tail; false (out "") when that exceeds 259 bytes.

@@ -15,6 +15,7 @@
 #include "session/event_pump.h"
 #include "session/session_store.h"
 #include "session/stamped_page_test_support.h"
+#include "session/session_test_support.h"
 #include "talmon/readers.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
@@ -25,62 +26,13 @@ using talmon_test::ScopedDataDir;
 using talmon_test::StampedPage;
 using Strings = std::vector<std::string>;
 
-constexpr uid_t kNobody = 65534;  // the other user of the tests that run as root
-
-void MakeFile(const std::string& path, const std::string& content = "") {
-  std::ofstream(path, std::ios::binary) << content;
-}
-
-bool Exists(const std::string& path) {
-  return Korin_FileExists(path.c_str());
-}
-
-// Makes each entry in dir: "name=content" a file, "name+content" a file held open the way a
-// live producer holds its pages, "name~content" a file of another user (root only: the
-// caller skips such cases otherwise), "name/" a directory. Returns the handles to close.
-std::vector<KorinHandle> Populate(const ScopedDataDir& dir, const Strings& entries) {
-  std::vector<KorinHandle> held;
-  for (const std::string& e : entries) {
-    const size_t at = e.find_first_of("=+~/");
-    const std::string path = dir.file(e.substr(0, at)), content = e.substr(at + 1);
-    if (e[at] == '/') {
-      mkdir(path.c_str(), 0700);
-    } else if (e[at] == '=' || e[at] == '~') {
-      MakeFile(path, content);
-      if (e[at] == '~') {
-        EXPECT_EQ(chown(path.c_str(), kNobody, kNobody), 0) << path;
-      }
-    } else {
-      held.push_back(Korin_CreateFile(path.c_str(), kGenericWrite, kFileShareRead, nullptr,
-                                      kCreateAlways, kFileAttributeNormal, nullptr));
-      uint32_t done = 0;
-      Korin_WriteFileAt(held.back(), 0, content.data(), content.size(), &done);
-    }
-  }
-  return held;
-}
-
-// Every row a reader answers, until its GetRow refuses.
-Strings Rows(IMonitorReader& reader) {
-  Strings rows;
-  const char* text = nullptr;
-  uint32_t length = 0;
-  while (reader.GetRow(static_cast<uint32_t>(rows.size()), text, length))
-    rows.emplace_back(text);
-  return rows;
-}
-
-uint32_t Count(IMonitorReader& reader) {
-  uint32_t count = 99;
-  EXPECT_TRUE(reader.GetCount(count));
-  return count;
-}
-
-IMonitorWriter* OpenWriter(unsigned int session, const char* page, bool temporary = false) {
-  IMonitorWriter* writer = nullptr;
-  EXPECT_TRUE(TalOpenMonitorWriter(session, page, temporary, &writer)) << page;
-  return writer;
-}
+using talmon_test::Count;
+using talmon_test::Exists;
+using talmon_test::kNobody;
+using talmon_test::MakeFile;
+using talmon_test::OpenWriter;
+using talmon_test::Populate;
+using talmon_test::Rows;
 
 // ---- Numbering, clean-up and page listing ---------------------------------------------
 

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <thread>
 
 #include "core/little_endian.h"
 
@@ -30,11 +31,16 @@ constexpr uint32_t kFirstRead = 64 * 1024;
 uint32_t gRowCounter = 1;
 const uint32_t gRowBase = 0;
 
-// Every page reader of the process reads row text into this buffer. Never destroyed: a
-// reader may still be used while statics are torn down at exit.
+// Every page reader of a thread reads row text into that thread's buffer, so a viewer may
+// scan pages on a worker while its UI thread paints. The first thread to read keeps a buffer
+// that is never destroyed: a reader may still be used while statics are torn down at exit.
+// Any other thread's buffer goes when the thread ends.
 std::vector<char>& RowBuffer() {
-  static std::vector<char>* const buffer = new std::vector<char>(kFirstRead + 1);
-  return *buffer;
+  static std::vector<char>* const first = new std::vector<char>(kFirstRead + 1);
+  static const std::thread::id firstThread = std::this_thread::get_id();
+  if (std::this_thread::get_id() == firstThread) return *first;
+  thread_local std::vector<char> own(kFirstRead + 1);
+  return own;
 }
 
 KorinHandle OpenForReading(const char* path) {
@@ -449,9 +455,34 @@ void TalMonitorBase::ReadHeader() {
   header_.lineStart = bytes[9] != 0;
 }
 
+namespace {
+
+// The rows a header's row length publishes: whole records after the header.
+uint32_t RowsIn(uint32_t rowLength) {
+  using Page = TalMonitorBase;
+  return rowLength >= Page::kHeaderSize ? (rowLength - Page::kHeaderSize) / Page::kRecordSize : 0;
+}
+
+}  // namespace
+
 bool TalMonitorBase::GetCount(uint32_t& count) {
   ReadHeader();
-  count = header_.rowLength >= kHeaderSize ? (header_.rowLength - kHeaderSize) / kRecordSize : 0;
+  count = RowsIn(header_.rowLength);
+  return true;
+}
+
+bool TalMonitorBase::ReadPublished(const char* rowPath, uint32_t& rows, uint32_t& textBytes) {
+  rows = 0;
+  textBytes = 0;
+  KorinHandle file = OpenForReading(rowPath);
+  if (file == nullptr) return false;
+  unsigned char bytes[kHeaderSize];
+  uint32_t done = 0;
+  const bool read = Korin_ReadFileAt(file, 0, bytes, kHeaderSize, &done) && done == kHeaderSize;
+  Korin_CloseHandle(file);
+  if (!read) return false;
+  textBytes = GetU32(bytes);
+  rows = RowsIn(GetU32(bytes + 4));
   return true;
 }
 

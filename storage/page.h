@@ -1,8 +1,9 @@
 // TalMonitorBase: the page, the one place where monitor rows are stored, over a text file
 // and a row file (format: doc/page_format.md). One process writes a page; any number of
 // reader objects, in this and other processes, read it while it grows. Writer and reader
-// are always separate objects. Pages, the process-wide row counter and the process-wide
-// row buffer are used from one thread at a time. Internal to libtalmon.
+// are always separate objects. Pages and the process-wide row counter are used from one
+// thread at a time; readers of different threads have row buffers of their own. Internal to
+// libtalmon.
 #pragma once
 
 #include <cstdint>
@@ -66,6 +67,11 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   bool GetCount(uint32_t& count) override;
   bool GetStamp(uint32_t row, uint32_t& stamp) override;
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
+
+  // What the header in the row file rowPath publishes, read with one open: the number of
+  // rows and the bytes of text. False (both 0) when the file cannot be opened or holds no
+  // whole header.
+  static bool ReadPublished(const char* rowPath, uint32_t& rows, uint32_t& textBytes);
 
   // Where one row's text lies, located by the rules of GetRow: textOffset and the number
   // of bytes GetRow asks for there (a read stops early at the end of the text file).

@@ -40,6 +40,9 @@ class TALMON_EXPORT TalMonitorReaderPageOrder : public IMonitorReader {
   bool GetCount(uint32_t& count) override;
   bool GetStamp(uint32_t row, uint32_t& stamp) override;
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
+  // Stores which page row comes from: its index in the order of TalMonitorSelectPage (a
+  // separator row belongs to the page it opens). False past the last row.
+  bool GetRowPage(uint32_t row, uint32_t& page) const;
 
  private:
   friend class TalMonitorRowBatchAccess;
@@ -87,11 +90,15 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   bool GetCount(uint32_t& count) override;
   bool GetStamp(uint32_t row, uint32_t& stamp) override;
   bool GetRow(uint32_t row, const char*& text, uint32_t& length) override;
+  // Stores which page row comes from: its index in the order the pages were added. False
+  // past the merged rows.
+  bool GetRowPage(uint32_t row, uint32_t& page);
 
  private:
   friend class TalMonitorRowBatchAccess;
   bool OpenIndex();
-  bool ReadRecord(uint32_t row, IMonitorReader*& reader, uint32_t& pageRow);
+  // Reads merged row's record: the page's index among the added readers and its row there.
+  bool ReadRecord(uint32_t row, uint32_t& page, uint32_t& pageRow);
   // The lowest merge position (stamp value) from which page's rows may merge differently
   // than at the last Update; none: above every stamp.
   uint64_t Divergence(size_t page);

@@ -12,6 +12,7 @@
 #include "talmon/row_batch.h"
 #include "talmon/scrollbar.h"
 #include "talmon/session.h"
+#include "talmon/session_list.h"
 #include "talmon/terminal.h"
 #include "talmon/textctrl.h"
 #include "talmon/trace.h"
