@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio.h"
 #include "bench/screen.h"
 #include "talmon/terminal.h"
 #include "talmon/textctrl.h"
@@ -119,4 +120,9 @@ BENCHMARK(BM_BaselineCopyLines);
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return talmon_bench::RunWithGoals(
+      argc, argv,
+      {{"layout, 50 rows", "BM_LayoutNullDevice", "BM_BaselineScanRows", 0},
+       {"terminal, 50 rows", "BM_Terminal", "BM_BaselineCopyLines", 0}});
+}

@@ -1,6 +1,7 @@
 // The page file monitor against the plain system calls it is built on: publishing rows
-// (Write a row + Flush) against one pwrite per row, and random GetRow on a page of a
-// million rows against one pread per row.
+// (Write a row + Flush) against one pwrite per row; random GetRow on a page of a million
+// rows against one pread per row; and 256 consecutive rows read by GetRow, by the batch
+// read, and by one pread per row.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
 #include <stdlib.h>
@@ -12,7 +13,9 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio.h"
 #include "storage/page.h"
+#include "talmon/row_batch.h"
 
 namespace {
 
@@ -124,14 +127,63 @@ void BM_PlainPreadPerRow(benchmark::State& state) {
 }
 BENCHMARK(BM_PlainPreadPerRow);
 
+constexpr uint32_t kRun = 256;  // rows read per iteration by the sequential benchmarks
+
+void BM_PageGetRowSequential(benchmark::State& state) {
+  Big();
+  auto reader = OpenPage("0001Big", false);
+  uint32_t first = 0;
+  for (auto _ : state) {
+    for (uint32_t row = first; row < first + kRun; ++row) {
+      const char* text = nullptr;
+      uint32_t length = 0;
+      benchmark::DoNotOptimize(reader->GetRow(row, text, length));
+    }
+    first = (first + kRun) % (kRows - kRun);
+  }
+  state.SetItemsProcessed(state.iterations() * kRun);
+}
+BENCHMARK(BM_PageGetRowSequential);
+
+void BM_PageBatchSequential(benchmark::State& state) {
+  Big();
+  auto reader = OpenPage("0001Big", false);
+  TalMonitorRowBatch batch;
+  uint32_t first = 0;
+  for (auto _ : state) {
+    benchmark::DoNotOptimize(batch.Read(*reader, first, kRun));
+    first = (first + kRun) % (kRows - kRun);
+  }
+  state.SetItemsProcessed(state.iterations() * kRun);
+}
+BENCHMARK(BM_PageBatchSequential);
+
+void BM_PlainPreadSequential(benchmark::State& state) {
+  BigPage& big = Big();
+  int fd = open(big.text.c_str(), O_RDONLY | O_CLOEXEC);
+  char buffer[kRowBytes + 1];
+  uint64_t first = 0;
+  for (auto _ : state) {
+    for (uint64_t row = first; row < first + kRun; ++row) {
+      benchmark::DoNotOptimize(pread(fd, buffer, kRowBytes, static_cast<off_t>(row * kRowBytes)));
+    }
+    first = (first + kRun) % (kRows - kRun);
+  }
+  close(fd);
+  state.SetItemsProcessed(state.iterations() * kRun);
+}
+BENCHMARK(BM_PlainPreadSequential);
+
 }  // namespace
 
 int main(int argc, char** argv) {
-  benchmark::Initialize(&argc, argv);
-  if (benchmark::ReportUnrecognizedArguments(argc, argv)) return 1;
-  benchmark::RunSpecifiedBenchmarks();
-  benchmark::Shutdown();
+  const int status = talmon_bench::RunWithGoals(
+      argc, argv,
+      {{"page", "BM_PageWriteRowAndFlush", "BM_PlainPwritePerRow", 0},
+       {"page", "BM_PageGetRowRandom", "BM_PlainPreadPerRow", 0},
+       {"page, 256 rows", "BM_PageGetRowSequential", "BM_PlainPreadSequential", 0},
+       {"page, 256 rows", "BM_PageBatchSequential", "BM_PlainPreadSequential", 0}});
   gBig.reset();
   rmdir(Dir().c_str());
-  return 0;
+  return status;
 }

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/ratio.h"
 #include "talmon/readers.h"
 #include "talmon/session.h"
 #include "tests/support/temp_dir.h"
@@ -141,6 +142,21 @@ void BM_TimeMerge_Floor(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations() * kPages * kRowsPerPage);
 }
 
+// The floor for an Update that finds little or nothing new: each page's header read once.
+void BM_TimeMerge_HeadersFloor(benchmark::State& state) {
+  const BigPages& pages = Pages();
+  std::vector<int> fds;
+  for (const char* page : kPageNames)
+    fds.push_back(open(pages.dir().file(std::string("0001") + page + ".ROW").c_str(), O_RDONLY));
+  unsigned char header[12];
+  for (auto _ : state) {
+    for (int fd : fds)
+      benchmark::DoNotOptimize(pread(fd, header, sizeof header, 0));
+  }
+  for (int fd : fds)
+    close(fd);
+}
+
 constexpr int kOldSessions = 2500;  // four files each: 10,000 files
 
 void FillOldSessions(const talmon_test::ScopedDataDir& dir) {
@@ -187,10 +203,18 @@ void BM_NewSession_Floor(benchmark::State& state) {
 }  // namespace
 
 BENCHMARK(BM_TimeMerge_New)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_TimeMerge_Unchanged)->Unit(benchmark::kMillisecond);
-BENCHMARK(BM_TimeMerge_After100Rows)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TimeMerge_Unchanged)->Unit(benchmark::kMicrosecond);
+BENCHMARK(BM_TimeMerge_After100Rows)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_TimeMerge_Floor)->Unit(benchmark::kMillisecond);
+BENCHMARK(BM_TimeMerge_HeadersFloor)->Unit(benchmark::kMicrosecond);
 BENCHMARK(BM_NewSession_OldFiles)->Unit(benchmark::kMillisecond);
 BENCHMARK(BM_NewSession_Floor)->Unit(benchmark::kMillisecond);
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return talmon_bench::RunWithGoals(
+      argc, argv,
+      {{"merge, 4 x 250k rows", "BM_TimeMerge_New", "BM_TimeMerge_Floor", 2},
+       {"merge, 4 x 250k rows", "BM_TimeMerge_Unchanged", "BM_TimeMerge_HeadersFloor", 5},
+       {"merge, 4 x 250k rows", "BM_TimeMerge_After100Rows", "BM_TimeMerge_HeadersFloor", 10},
+       {"new session", "BM_NewSession_OldFiles", "BM_NewSession_Floor", 0}});
+}

@@ -1,64 +1,27 @@
 // `talmon show` (and `show -f`) of a page of a million rows to /dev/null, beside `cat` of the
-// page's text file: what laying out and rendering every row costs over copying its bytes. Both run as
-// child processes in the same run; max_rss_mib is the largest child's resident size so far.
-#include <stdlib.h>
-#include <sys/resource.h>
-#include <unistd.h>
-
+// page's text file: what laying out and rendering every row costs over copying its bytes. Both run
+// as child processes in the same run; max_rss_mib is the largest child's resident size so far.
 #include <string>
 
 #include <benchmark/benchmark.h>
 
-#include "talmon/session.h"
-#include "tests/support/temp_dir.h"
+#include "bench/process.h"
+#include "bench/ratio.h"
 
 namespace {
 
 constexpr int kRows = 1000000;
 
-// One session with the page "Big": a million rows of typical log markup.
-class BigPage {
- public:
-  BigPage() {
-    unsigned int session = 0;
-    TalCreateMonitorSession(&session);
-    IMonitorWriter* writer = nullptr;
-    if (!TalOpenMonitorWriter(session, "Big", false, &writer)) return;
-    std::string chunk;
-    for (int row = 0; row < kRows; ++row) {
-      chunk += "(bold " + std::to_string(row) + ") copied file_" + std::to_string(row % 977) +
-               ".dat(tab)" + std::to_string(row % 50) + " MiB(tab)(little ok)\n";
-      if (chunk.size() > (1 << 16)) {
-        writer->Write(chunk.c_str());
-        chunk.clear();
-      }
-    }
-    writer->Write(chunk.c_str());
-    writer->Flush();
-    TalCloseMonitorWriter(writer);
-    TalCloseMonitorSession(session);
-    text_ = dir_.file("0001Big.TXT");
-  }
-  const std::string& text() const { return text_; }
-
- private:
-  talmon_test::ScopedDataDir dir_;
-  std::string text_;
-};
-
-BigPage& Page() {
-  static BigPage page;
+// A million rows of typical log markup.
+const talmon_bench::BigPage& Page() {
+  static const talmon_bench::BigPage page(kRows, [](int row) {
+    return "(bold " + std::to_string(row) + ") copied file_" + std::to_string(row % 977) +
+           ".dat(tab)" + std::to_string(row % 50) + " MiB(tab)(little ok)\n";
+  });
   return page;
 }
 
-void Shell(benchmark::State& state, const std::string& command) {
-  for (auto _ : state) {
-    if (system(command.c_str()) != 0) state.SkipWithError(("failed: " + command).c_str());
-  }
-  rusage usage{};
-  getrusage(RUSAGE_CHILDREN, &usage);
-  state.counters["max_rss_mib"] = static_cast<double>(usage.ru_maxrss) / 1024.0;
-}
+using talmon_bench::Shell;
 
 void BM_CatText(benchmark::State& state) {
   Shell(state, "cat '" + Page().text() + "' > /dev/null");
@@ -89,4 +52,8 @@ BENCHMARK(BM_FollowPage)->Unit(benchmark::kMillisecond)->Iterations(3)->UseRealT
 
 }  // namespace
 
-BENCHMARK_MAIN();
+int main(int argc, char** argv) {
+  return talmon_bench::RunWithGoals(
+      argc, argv,
+      {{"show", "BM_ShowPage", "BM_CatText", 10}, {"show", "BM_ShowPageColour", "BM_CatText", 0}});
+}

@@ -10,6 +10,7 @@
 
 #include "cli/commands.h"
 #include "cli/common.h"
+#include "cli/os.h"
 #include "talmon/session.h"
 #include "talmon/trace.h"
 
@@ -34,12 +35,35 @@ const DemoFile kFiles[] = {
 constexpr int kFileCount = sizeof kFiles / sizeof kFiles[0];
 
 const char kDemoHelp[] =
-    "Usage: talmon demo [--seconds N]\n"
+    "Usage: talmon demo [--seconds N] [--gui]\n"
     "\n"
     "Runs a made-up copy job for N seconds (default 10, at most 3600) in a new session and\n"
     "writes its progress and log on the pages Log, Files and Errors, using every kind of\n"
     "markup. Prints the session number on standard error. Watch it with\n"
-    "'talmon show -f --merged'; 'talmon pause', 'resume' and 'stop' control it.\n";
+    "'talmon show -f --merged'; 'talmon pause', 'resume' and 'stop' control it.\n"
+    "\n"
+    "  --gui  also start TalMonView on the session when a display is available (found\n"
+    "         through PATH, or the executable TALMON_VIEWER names)\n";
+
+// Starts TalMonView on the demo's session, merged tab, when there is a display to show it on:
+// through PATH, or the executable TALMON_VIEWER names, as libtalmon-ui's launcher does.
+void StartViewer(unsigned int session) {
+  std::string display;
+  std::string wayland;
+  os::GetEnv("DISPLAY", display);
+  os::GetEnv("WAYLAND_DISPLAY", wayland);
+  if (display.empty() && wayland.empty()) {
+    std::fprintf(stderr, "talmon demo: no display for TalMonView; running without it\n");
+    return;
+  }
+  std::string viewer;
+  if (!os::GetEnv("TALMON_VIEWER", viewer) || viewer.empty()) viewer = "TalMonView";
+  char number[8];
+  std::snprintf(number, sizeof number, "%04u", session);
+  if (!os::StartDetached({viewer, "*", number, "follow", "talmon", "demo"})) {
+    std::fprintf(stderr, "talmon demo: cannot start %s; running without it\n", viewer.c_str());
+  }
+}
 
 class Demo {
  public:
@@ -165,7 +189,10 @@ class Demo {
 int CommandDemo(const Args& args) {
   Arguments a;
   int code = kExitOk;
-  if (!ParseCommandLine("demo", args, {{"seconds", 0, true}}, kDemoHelp, a, code)) return code;
+  if (!ParseCommandLine("demo", args, {{"seconds", 0, true}, {"gui", 0, false}}, kDemoHelp, a,
+                        code)) {
+    return code;
+  }
   if (!a.Positional().empty()) return UsageError("demo", "takes no arguments");
   long seconds = 10;
   if (a.Has("seconds") && !ParseNumber(a.Value("seconds", ""), 1, 3600, seconds)) {
@@ -177,6 +204,7 @@ int CommandDemo(const Args& args) {
     return Fail("cannot make a session in " + DataDirectory());
   }
   std::fprintf(stderr, "talmon demo: session %u\n", session);
+  if (a.Has("gui")) StartViewer(session);
   IMonitorWriter* log = nullptr;
   IMonitorWriter* files = nullptr;
   IMonitorWriter* errors = nullptr;

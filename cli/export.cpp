@@ -30,7 +30,7 @@ const char kExportHelp[] =
     "are never overwritten.\n"
     "\n"
     "Every new session deletes the files of the sessions before it whose producer has ended,\n"
-    "so export a run you want to keep before the next one starts (or use run --export).\n";
+    "so export a run you want to keep before the next one starts.\n";
 
 // Cells a row may need: its markup never shows more characters than it has bytes, and tab
 // columns and their gaps can add a few cells each. Wide enough that no text is cut.

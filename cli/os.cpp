@@ -5,16 +5,18 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
+#include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
 #include <sys/file.h>
-#include <sys/inotify.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace talmon::cli::os {
 
@@ -111,32 +113,6 @@ int TakeInterrupt() {
   return signal;
 }
 
-DirectoryWatch::~DirectoryWatch() {
-  if (fd_ >= 0) close(fd_);
-}
-
-bool DirectoryWatch::Open(const std::string& dir) {
-  if (fd_ >= 0) close(fd_);
-  fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (fd_ < 0) return false;
-  const uint32_t mask =
-      IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
-  if (inotify_add_watch(fd_, dir.c_str(), mask) < 0) {
-    close(fd_);
-    fd_ = -1;
-    return false;
-  }
-  return true;
-}
-
-void DirectoryWatch::Drain() {
-  if (fd_ < 0) return;
-  // The events only say that something changed; what changed is read from the pages.
-  alignas(inotify_event) char buffer[4096];
-  while (read(fd_, buffer, sizeof buffer) > 0) {
-  }
-}
-
 int Poll(const std::vector<int>& fds, int timeoutMs, std::vector<bool>& ready) {
   std::vector<pollfd> polled;
   std::vector<size_t> index;
@@ -175,6 +151,22 @@ long Read(int fd, char* buffer, size_t size) {
 
 void Close(int fd) {
   if (fd >= 0) close(fd);
+}
+
+bool StartDetached(const std::vector<std::string>& argv) {
+  if (argv.empty()) return false;
+  std::vector<char*> args;
+  for (const std::string& a : argv)
+    args.push_back(const_cast<char*>(a.c_str()));
+  args.push_back(nullptr);
+  posix_spawnattr_t attr;
+  if (posix_spawnattr_init(&attr) != 0) return false;
+  // A session of its own: the terminal's interrupt, meant for the tool, spares it.
+  posix_spawnattr_setflags(&attr, POSIX_SPAWN_SETSID);
+  pid_t pid = 0;
+  const bool started = posix_spawnp(&pid, args[0], nullptr, &attr, args.data(), environ) == 0;
+  posix_spawnattr_destroy(&attr);
+  return started;
 }
 
 bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& error,

@@ -1,5 +1,5 @@
 // The terminal tool's one door to the operating system: terminals, the environment, files of
-// the data directory, directory watching, interrupt signals and child processes. The tool
+// the data directory, interrupt signals and child processes. The tool
 // links only the public library, so its own OS needs live here and nowhere else in cli/.
 // Everything is called from the tool's single thread.
 #pragma once
@@ -31,23 +31,6 @@ void CatchInterrupts();
 // The last signal caught since the previous call, 0 when none.
 int TakeInterrupt();
 
-// Wakes a waiting loop when entries of one directory are created, removed, renamed or
-// written. Its descriptor is polled together with others; Drain consumes what woke it.
-class DirectoryWatch {
- public:
-  DirectoryWatch() = default;
-  ~DirectoryWatch();
-  DirectoryWatch(const DirectoryWatch&) = delete;
-  DirectoryWatch& operator=(const DirectoryWatch&) = delete;
-
-  bool Open(const std::string& dir);
-  int Fd() const { return fd_; }
-  void Drain();
-
- private:
-  int fd_ = -1;
-};
-
 // Waits until one of fds (negative entries are skipped) is readable or has hung up, or until
 // timeoutMs passes (negative: no limit); an interrupt signal ends the wait early. ready[i]
 // tells which. Returns the number of ready descriptors, 0 on timeout.
@@ -69,6 +52,10 @@ struct Child {
 // killed when the tool dies, however it dies. False when it cannot be started: error says why
 // and exitStatus is the shell's code (127 not found, 126 not executable).
 bool Spawn(const std::vector<std::string>& argv, Child& child, std::string& error, int& exitStatus);
+
+// Starts argv[0] (looked up in PATH) on its own: it outlives the tool, and nobody waits for
+// it (it is reaped by init once the tool has gone). False when it cannot be started.
+bool StartDetached(const std::vector<std::string>& argv);
 
 enum class GroupSignal { kStop, kContinue, kTerminate, kKill };
 // Sends the signal to every process of the group led by pid.

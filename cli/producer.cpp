@@ -1,7 +1,10 @@
 // `talmon write` and `talmon run`: producers that turn lines of a byte stream (standard input,
-// a command's output and errors) into rows of pages, one flushed row per line.
+// a command's output and errors) into rows of pages, published read by read.
+#include <algorithm>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
+#include <initializer_list>
 #include <string>
 
 #include "cli/commands.h"
@@ -22,46 +25,141 @@ constexpr size_t kMaxLine = 1 << 16;
 // How often a producer looks at its session's activity while it waits for input.
 constexpr int kActivityPollMs = 20;
 
-// One row per line of a byte stream. A line is written when its line feed arrives (a CR before
-// it is dropped) and is flushed at once, so viewers see it right away.
+using Clock = std::chrono::steady_clock;
+// How long a line without its line feed waits for the rest before it is shown as it is.
+constexpr auto kPartialWait = std::chrono::milliseconds(50);
+
+// One row per line of a byte stream (a CR before the line feed is dropped), an error row
+// per line on the error page. The complete lines of one read go out together, one Write
+// for each run of them, and the read is published with one Flush. A blank line is a Write
+// of its own: in one Write, "\n\n" makes a single row. The line feed that ends the last
+// row written is held back until more text follows (or the end), so that no empty row is
+// published after it. A line still without its line feed is kept until the rest arrives
+// or kPartialWait passes; then what came is shown as the start of its row.
 class LineRelay {
  public:
   LineRelay(IMonitorWriter& writer, bool errors) : writer_(writer), errors_(errors) {}
 
+  // Takes one read: writes its complete lines, keeps what follows the last line feed, and
+  // publishes what it wrote.
   void Append(const char* data, size_t size) {
-    for (size_t i = 0; i < size; ++i) {
-      if (data[i] == '\n') {
-        WriteLine();
-      } else {
-        pending_ += data[i];
-        if (pending_.size() >= kMaxLine) WriteLine();
+    const char* at = data;
+    const char* end = data + size;
+    while (at < end) {
+      // A line longer than kMaxLine becomes several rows, so that a stream without line
+      // feeds cannot grow the tool's memory without bound.
+      const size_t room = kMaxLine - pending_.size() - rowBytes_;
+      const size_t span = std::min<size_t>(end - at, room + 1);
+      const char* feed = static_cast<const char*>(std::memchr(at, '\n', span));
+      const size_t take = feed != nullptr ? static_cast<size_t>(feed - at) : span;
+      if (pending_.empty()) since_ = Clock::now();
+      pending_.append(at, std::min(take, room));
+      at += std::min(take, room);
+      if (take >= room) {
+        EndLine();
+      } else if (feed != nullptr) {
+        ++at;
+        EndLine();
       }
     }
+    Publish();
   }
-  // Writes what is left of a last line without its line feed.
+
+  // Shows a line that has waited kPartialWait for its end as the start of its row. A CR at
+  // its end waits on: it may be the CR of a CR LF.
+  void ShowPartial() {
+    if (WaitMs() != 0) return;
+    const bool cr = pending_.back() == '\r';
+    const std::string shown = pending_.substr(0, pending_.size() - (cr ? 1 : 0));
+    AddSegment(shown, false);
+    rowBytes_ += shown.size();
+    pending_ = cr ? "\r" : "";
+    Publish();
+  }
+
+  // Milliseconds until ShowPartial has something to show; -1 when nothing waits.
+  int WaitMs() const {
+    if (pending_.empty() || pending_ == "\r") return -1;
+    const auto left = since_ + kPartialWait - Clock::now();
+    return static_cast<int>(std::max<long long>(
+        0, std::chrono::duration_cast<std::chrono::milliseconds>(left).count()));
+  }
+
+  // Writes a last line without its line feed, publishes, and ends the last row.
   void Finish() {
-    if (!pending_.empty()) WriteLine();
+    if (!pending_.empty()) EndLine();
+    Publish();
+    if (owed_) writer_.Write("\n");
+    owed_ = false;
   }
 
  private:
-  void WriteLine() {
+  void EndLine() {
     if (!pending_.empty() && pending_.back() == '\r') pending_.pop_back();
-    if (pending_.empty()) {
-      // A block never makes an empty row. An empty row is counted by a flush at the start of
-      // a row, and only then ended: ended first, the next (empty) row would be counted too.
-      trace(writer_, flush) << line;
-    } else if (errors_) {
-      trace(writer_, block, error) << pending_.c_str();
-    } else {
-      trace(writer_, block) << pending_.c_str();
-    }
+    AddSegment(pending_, true);
     pending_.clear();
+    rowBytes_ = 0;
+  }
+
+  // Adds the markup of a part of a row, up to its first zero byte: a raw span when it holds
+  // parentheses, inside an error tag on the error page. ends: the part ends its row.
+  void AddSegment(const std::string& part, bool ends) {
+    const size_t n = strnlen(part.data(), part.size());
+    // A line of zero bytes only shows on the error page, as an empty error row.
+    const bool shown = n > 0 || (errors_ && !part.empty() && rowBytes_ == 0);
+    if (shown) {
+      if (owed_) batch_ += '\n';
+      if (errors_) batch_ += "(error ";
+      if (part.find_first_of("()", 0) < n) {
+        batch_ += "(raw " + std::to_string(n) + " ";
+        batch_.append(part, 0, n);
+        batch_ += ')';
+      } else {
+        batch_.append(part, 0, n);
+      }
+      if (errors_) batch_ += ')';
+      owed_ = ends;
+    } else if (ends && (part.empty() || rowBytes_ > 0)) {
+      // A blank line, or the end of a row shown early: its line feed, held back like any.
+      if (owed_) batch_ += '\n';
+      WriteBatch();
+      owed_ = true;
+    }
+  }
+
+  void WriteBatch() {
+    if (batch_.empty()) return;
+    writer_.Write(batch_.c_str());
+    batch_.clear();
+    unpublished_ = true;
+  }
+
+  void Publish() {
+    WriteBatch();
+    if (unpublished_) writer_.Flush();
+    unpublished_ = false;
   }
 
   IMonitorWriter& writer_;
   bool errors_;
-  std::string pending_;
+  std::string pending_;       // the line so far, not yet written
+  Clock::time_point since_;   // when pending_ began
+  size_t rowBytes_ = 0;       // bytes of the current row shown early
+  std::string batch_;         // markup not yet written
+  bool owed_ = false;         // the line feed ending the last row is not written yet
+  bool unpublished_ = false;  // written since the last Flush
 };
+
+// The poll timeout of a producer loop: its usual look at the activity, sooner when a
+// partial line is due.
+int PollMs(std::initializer_list<const LineRelay*> relays) {
+  int ms = kActivityPollMs;
+  for (const LineRelay* relay : relays) {
+    const int wait = relay->WaitMs();
+    if (wait >= 0) ms = std::min(ms, wait);
+  }
+  return ms;
+}
 
 // Why the tool will not write page, or "" when it will. The library reads "Log.v2" as the
 // page "Log" (the part from the dot on is a file extension and is replaced), so two names the
@@ -161,7 +259,9 @@ int CommandWrite(const Args& args) {
   while (TalCheckMonitorWriter(writer)) {
     if (honour && !TalMonitorDoEvents(session)) break;
     std::vector<bool> ready;
-    if (os::Poll({0}, kActivityPollMs, ready) == 0) continue;
+    const int polled = os::Poll({0}, PollMs({&relay}), ready);
+    relay.ShowPartial();
+    if (polled == 0) continue;
     const long n = os::Read(0, buffer, sizeof buffer);
     if (n <= 0) break;
     relay.Append(buffer, static_cast<size_t>(n));
@@ -210,7 +310,6 @@ int CommandRun(const Args& args) {
     return status;
   }
 
-  using Clock = std::chrono::steady_clock;
   bool exited = false;
   bool groupStopped = false;
   bool ending = false;  // interrupted or stopped: no more pauses, the command is to end
@@ -220,7 +319,11 @@ int CommandRun(const Args& args) {
   char buffer[kReadSize];
   for (;;) {
     std::vector<bool> ready;
-    os::Poll({child.out, child.err}, kActivityPollMs, ready);
+    // With both pipes closed only the command's end is awaited: look for it often.
+    const bool piped = child.out >= 0 || child.err >= 0;
+    os::Poll({child.out, child.err}, piped ? PollMs({&outRelay, &errRelay}) : 1, ready);
+    outRelay.ShowPartial();
+    errRelay.ShowPartial();
     int* fds[] = {&child.out, &child.err};
     LineRelay* relays[] = {&outRelay, &errRelay};
     for (size_t i = 0; i < 2; ++i) {

@@ -3,10 +3,8 @@
 #include "cli/show.h"
 
 #include <algorithm>
-#include <chrono>
 #include <cstring>
 #include <memory>
-#include <thread>
 #include <utility>
 #include <vector>
 
@@ -15,6 +13,7 @@
 #include "cli/os.h"
 #include "talmon/korin_string.h"
 #include "talmon/readers.h"
+#include "talmon/row_batch.h"
 #include "talmon/session.h"
 
 namespace talmon::cli {
@@ -27,12 +26,9 @@ class RowPrinter::Block : public IMonitorReader {
   // Reads rows [first, first + count) of reader, up to the first it cannot give.
   void Read(IMonitorReader& reader, uint32_t first, uint32_t count) {
     Clear();
-    for (uint32_t row = first; row < first + count; ++row) {
-      const char* text = nullptr;
-      uint32_t length = 0;
-      if (!reader.GetRow(row, text, length) || text == nullptr) break;
-      Append(text);
-    }
+    batch_.Read(reader, first, count);
+    for (uint32_t i = 0; i < batch_.Size(); ++i)
+      Append(batch_.Text(i));
   }
   // Takes rows [first, first + count) of rows.
   void Assign(const std::vector<std::string>& rows, size_t first, size_t count) {
@@ -65,6 +61,7 @@ class RowPrinter::Block : public IMonitorReader {
   }
 
  private:
+  TalMonitorRowBatch batch_;
   std::string text_;            // each row's text and its zero byte
   std::vector<size_t> starts_;  // where each row starts in text_
 };
@@ -143,11 +140,19 @@ uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows,
   uint32_t count = 0;
   if (!page.reader->GetCount(count)) count = 0;
   const uint32_t windowStart = page.printed - static_cast<uint32_t>(page.window.size());
+  // The window and the rows that may be new, in one batch read.
+  const uint32_t needed =
+      std::min<uint64_t>(count, uint64_t{page.printed} + kStepRows) > windowStart
+          ? static_cast<uint32_t>(std::min<uint64_t>(count, uint64_t{page.printed} + kStepRows)) -
+                windowStart
+          : 0;
+  batch_.Read(*page.reader, windowStart, needed);
+  // A row the page cannot give (a corrupt or over-long row) counts as changed and ends its
+  // part of this Step.
+  auto given = [&](uint32_t row) { return row - windowStart < batch_.Size(); };
   uint32_t from = page.printed;
   for (uint32_t row = windowStart; row < std::min(count, page.printed); ++row) {
-    const char* text = nullptr;
-    uint32_t length = 0;
-    if (!page.reader->GetRow(row, text, length) || page.window[row - windowStart] != text) {
+    if (!given(row) || page.window[row - windowStart] != batch_.Text(row - windowStart)) {
       from = row;
       break;
     }
@@ -160,15 +165,10 @@ uint32_t PageFollower::Collect(size_t index, bool final, std::vector<Row>& rows,
   // Stamps only order rows of different pages.
   const bool stamps = order_ == Order::kStamp && pages_.size() > 1;
   const size_t first = rows.size();
-  // A row the page cannot give (a corrupt or over-long row) ends its part of this Step.
-  for (uint32_t row = from; row < end; ++row) {
-    const char* text = nullptr;
-    uint32_t length = 0;
-    uint32_t stamp = 0;
-    if (!page.reader->GetRow(row, text, length) || text == nullptr) break;
+  for (uint32_t row = from; row < end && given(row); ++row) {
+    const char* text = batch_.Text(row - windowStart);
     if (text[0] == '\0' && row + 1 == count && !final) break;
-    rows.push_back(Row{0, index, row, text});
-    if (stamps && page.reader->GetStamp(row, stamp)) rows.back().stamp = stamp;
+    rows.push_back(Row{stamps ? batch_.Stamp(row - windowStart) : 0, index, row, text});
     ++page.printed;
   }
   // Rows are left when the Step stopped at its share, not at a row the page cannot give.
@@ -200,6 +200,47 @@ void PageFollower::Redraw(size_t page, uint32_t row) {
   shown_.erase(shown_.begin() + static_cast<long>(first), shown_.end());
 }
 
+void PageFollower::StartAtTail(uint32_t tail) {
+  std::vector<uint32_t> counts(pages_.size(), 0);
+  for (size_t i = 0; i < pages_.size(); ++i)
+    pages_[i]->reader->GetCount(counts[i]);
+  std::vector<uint32_t> starts = counts;
+  if (order_ == Order::kPageName) {
+    std::vector<size_t> byName(pages_.size());
+    for (size_t i = 0; i < byName.size(); ++i)
+      byName[i] = i;
+    std::stable_sort(byName.begin(), byName.end(),
+                     [this](size_t a, size_t b) { return NameBefore(a, b); });
+    for (auto page = byName.rbegin(); page != byName.rend() && tail > 0; ++page) {
+      const uint32_t take = std::min(tail, counts[*page]);
+      starts[*page] = counts[*page] - take;
+      tail -= take;
+    }
+  } else {
+    // The view's last rows are the last by (stamp, page) of each page's own last rows.
+    std::vector<Row> last;
+    for (size_t i = 0; i < pages_.size(); ++i) {
+      const uint32_t first = counts[i] - std::min(tail, counts[i]);
+      batch_.Read(*pages_[i]->reader, first, counts[i] - first);
+      for (uint32_t k = 0; k < batch_.Size(); ++k)
+        last.push_back(Row{batch_.Stamp(k), i, first + k, std::string()});
+    }
+    Sort(last);
+    for (size_t k = last.size() > tail ? last.size() - tail : 0; k < last.size(); ++k)
+      starts[last[k].page] = std::min(starts[last[k].page], last[k].row);
+  }
+  for (size_t i = 0; i < pages_.size(); ++i) {
+    pages_[i]->printed = starts[i];
+    pages_[i]->window.clear();
+  }
+}
+
+bool PageFollower::NameBefore(size_t a, size_t b) const {
+  const int names =
+      Korin::String(names_[a].c_str()).compareIgnoreCase(Korin::String(names_[b].c_str()));
+  return names != 0 ? names < 0 : a < b;
+}
+
 void PageFollower::Sort(std::vector<Row>& rows) const {
   if (order_ == Order::kStamp) {
     // Equal stamps (pages of different processes) in the order the pages were added.
@@ -208,11 +249,8 @@ void PageFollower::Sort(std::vector<Row>& rows) const {
     });
     return;
   }
-  std::stable_sort(rows.begin(), rows.end(), [this](const Row& a, const Row& b) {
-    const int names = Korin::String(names_[a.page].c_str())
-                          .compareIgnoreCase(Korin::String(names_[b.page].c_str()));
-    return names != 0 ? names < 0 : a.page < b.page;
-  });
+  std::stable_sort(rows.begin(), rows.end(),
+                   [this](const Row& a, const Row& b) { return NameBefore(a.page, b.page); });
 }
 
 void PageFollower::Print(std::vector<Row>& rows) {
@@ -249,9 +287,8 @@ bool PageFollower::Step(bool final, bool& more) {
 namespace {
 
 constexpr uint32_t kPipeColumns = 160;
-// While rows keep coming, Steps are at least this far apart: each one reads every page's
-// window again, and a row still shows within 10 ms.
-constexpr auto kMinStepInterval = std::chrono::milliseconds(4);
+// The tail of a view that is all of it: no -n.
+constexpr uint32_t kAllRows = 0xFFFFFFFFu;
 // A wake-up even without a change in the directory, in case a change was missed.
 constexpr int kIdleWaitMs = 250;
 
@@ -318,7 +355,8 @@ class MergedSource : public RowSource {
 };
 
 const char kShowHelp[] =
-    "Usage: talmon show [-f] [--merged | --pages] [--color=WHEN] [--width=N] [SESSION] [PAGE]\n"
+    "Usage: talmon show [-f] [-n N] [--merged | --pages] [--color=WHEN] [--width=N] [SESSION]\n"
+    "                   [PAGE]\n"
     "\n"
     "Prints the rows of a session: one PAGE, or without PAGE all its pages merged in the\n"
     "order their rows were written (--merged, the default) or one page after another\n"
@@ -327,6 +365,8 @@ const char kShowHelp[] =
     "\n"
     "  -f, --follow     keep printing new rows until the session stops (or Ctrl-C); on a\n"
     "                   terminal, rows replaced by the producer are redrawn in place\n"
+    "  -n, --tail=N     only the last N rows (then, with -f, what follows); merged, the last\n"
+    "                   N by write order of the pages' own last N rows\n"
     "  --merged         all pages in write order\n"
     "  --pages          all pages, one after another\n"
     "  --color=WHEN     auto (default: on a terminal unless NO_COLOR is set), always, never\n"
@@ -378,47 +418,61 @@ void AddPages(PageFollower& follower, unsigned int session, const std::string& p
 
 // Prints the rows of the session's pages (or of page) as they arrive, until no producer plays
 // or pauses the session, no writer holds any of its pages, and every row they can give is
-// printed. The activity and the writers are looked at before the rows: whatever was flushed
-// before the last of them let go is then read by the same Step.
-int Follow(unsigned int session, const std::string& page, PageFollower::Order order,
+// printed. A Step follows every wake-up at once, with no pause in between, and prints before
+// anything else is looked at: a flushed row is out as soon as the change reaches the
+// process's watch of the data directory. The changes that came meanwhile are taken together,
+// so a burst of flushes costs one Step. The activity and the writers are looked at after the
+// rows, and one more Step follows the last look: whatever was flushed before the last of them
+// let go is read by it.
+int Follow(unsigned int session, const std::string& page, PageFollower::Order order, uint32_t tail,
            RowPrinter& printer, bool terminal, const std::string& width) {
   os::CatchInterrupts();
-  os::DirectoryWatch watch;
   // Without a watch the idle wake-up still notices changes, only later.
-  watch.Open(DataDirectory());
+  const int watch = TalMonitorGetChangeDescriptor();
   PageFollower follower(printer, stdout, terminal, order);
   IMonitorReader* reader = nullptr;
   // A page that is not there yet is read as soon as it appears.
   if (!page.empty() && TalOpenMonitorReader(session, page.c_str(), &reader)) {
     follower.Add(page, reader);
   }
-  auto lastStep = std::chrono::steady_clock::now() - kMinStepInterval;
+  AddPages(follower, session, page, ListPages(session));
+  if (tail != kAllRows) follower.StartAtTail(tail);
   bool more = false;
   for (;;) {
     if (os::TakeInterrupt() != 0) return 130;
-    // Rows left over from the last Step are taken at once.
-    const auto now = std::chrono::steady_clock::now();
-    if (!more && now - lastStep < kMinStepInterval)
-      std::this_thread::sleep_for(lastStep + kMinStepInterval - now);
-    lastStep = std::chrono::steady_clock::now();
     if (terminal) {
       printer.SetColumns(ChooseColumns(width, true));
       follower.SetWindow(ChooseWindow(true));
     }
+    const bool printed = follower.Step(false, more);
     unsigned int activity = kTalMonStopped;
     TalMonitorGetActivity(session, &activity);
     const std::vector<std::string> pages = ListPages(session);
+    const size_t followed = follower.Pages().size();
     AddPages(follower, session, page, pages);
     const bool live = activity != kTalMonStopped || AnyPageHeld(session, pages);
-    if (!follower.Step(false, more) && !live && !more) {
+    if (!printed && !live && !more) {
       follower.Step(true, more);
       return kExitOk;
     }
-    if (more) continue;
+    // Rows left over from the last Step, and new pages, are taken at once.
+    if (more || follower.Pages().size() != followed) continue;
     std::vector<bool> ready;
-    os::Poll({watch.Fd()}, kIdleWaitMs, ready);
-    watch.Drain();
+    os::Poll({watch}, kIdleWaitMs, ready);
+    TalWaitMonitorChange(0);
   }
+}
+
+// The last rows of the merged view: every page's own last rows, put in write order, of
+// which the last are printed; no page is read further back.
+int PrintMergedTail(unsigned int session, uint32_t tail, RowPrinter& printer) {
+  PageFollower follower(printer, stdout, false, PageFollower::Order::kStamp);
+  AddPages(follower, session, "", ListPages(session));
+  follower.StartAtTail(tail);
+  for (bool more = true; more;)
+    follower.Step(true, more);
+  std::fflush(stdout);
+  return kExitOk;
 }
 
 }  // namespace
@@ -432,7 +486,8 @@ int CommandShow(const Args& args) {
                          {"pages", 0, false},
                          {"color", 0, true},
                          {"colour", 0, true},
-                         {"width", 0, true}},
+                         {"width", 0, true},
+                         {"tail", 'n', true}},
                         kShowHelp, a, code)) {
     return code;
   }
@@ -450,6 +505,12 @@ int CommandShow(const Args& args) {
   if (a.Has("width") && !ParseNumber(width, 1, 65535, ignored)) {
     return UsageError("show", "--width must be a number from 1 to 65535");
   }
+  long tailRows = kAllRows;
+  if (a.Has("tail") && !ParseNumber(a.Value("tail", ""), 0, kAllRows - 1, tailRows)) {
+    return UsageError("show",
+                      "-n must be a number of rows from 0 to " + std::to_string(kAllRows - 1));
+  }
+  const auto tail = static_cast<uint32_t>(tailRows);
 
   // SESSION PAGE, SESSION, or PAGE (of the last session).
   Args sessionWord;
@@ -494,8 +555,10 @@ int CommandShow(const Args& args) {
   if (follow) {
     const auto order =
         a.Has("pages") ? PageFollower::Order::kPageName : PageFollower::Order::kStamp;
-    return Follow(session, page, order, printer, terminal, width);
+    return Follow(session, page, order, tail, printer, terminal, width);
   }
+  if (tail != kAllRows && !hasPage && !a.Has("pages"))
+    return PrintMergedTail(session, tail, printer);
   std::unique_ptr<RowSource> source;
   if (hasPage) {
     IMonitorReader* reader = nullptr;
@@ -511,7 +574,8 @@ int CommandShow(const Args& args) {
   source->Refresh();
   uint32_t count = 0;
   source->Reader().GetCount(count);
-  printer.Print(source->Reader(), 0, count);
+  // Only the last rows are read: a page and the pages in order know where each row is.
+  printer.Print(source->Reader(), count - std::min(count, tail), count);
   std::fflush(stdout);
   return kExitOk;
 }

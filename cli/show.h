@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "talmon/monitor.h"
+#include "talmon/row_batch.h"
 #include "talmon/terminal.h"
 
 namespace talmon::cli {
@@ -65,6 +66,12 @@ class PageFollower {
   // followed already.
   bool Add(const std::string& page, IMonitorReader* reader);
   const std::vector<std::string>& Pages() const { return names_; }
+  // Takes every row of the followed pages as printed but the last rows of the view: the
+  // last rows by stamp of the pages' own last rows (by stamp), or the last pages' rows (by
+  // page name). The next Step prints those rows; call it before the first Step. By stamp,
+  // that is the merged view's tail whenever no page is left behind by the merge (pages of
+  // one producer never are).
+  void StartAtTail(uint32_t rows);
   // How many of each page's last rows may still change and be redrawn; on a terminal at most
   // its height less one, as the cursor cannot move above the screen.
   void SetWindow(uint32_t rows) { windowRows_ = rows == 0 ? 1 : rows; }
@@ -91,6 +98,8 @@ class PageFollower {
   // printed, and clears them.
   void Redraw(size_t page, uint32_t row);
   void Sort(std::vector<Row>& rows) const;
+  // Compares two followed pages by name, case ignored.
+  bool NameBefore(size_t a, size_t b) const;
   // Prints rows, whose texts it takes.
   void Print(std::vector<Row>& rows);
 
@@ -103,6 +112,7 @@ class PageFollower {
   std::vector<std::string> names_;
   // The page and row of each of the last lines printed, oldest first.
   std::deque<std::pair<size_t, uint32_t>> shown_;
+  TalMonitorRowBatch batch_;  // Collect's read of a page, kept for its storage
 };
 
 }  // namespace talmon::cli

@@ -22,8 +22,7 @@ TEST(PathTest, SplitThenJoin) {
   for (const Case& c : cases) {
     char drive[Korin::kMaxDrive] = "?";
     char dir[Korin::kMaxDir], name[Korin::kMaxFName], ext[Korin::kMaxExt], out[Korin::kMaxPath];
-    Korin::SplitPath(c.path, drive, dir, name, ext);
-    EXPECT_STREQ(drive, "") << "case: " << c.path;
+    Korin::SplitPath(c.path, drive, dir, name, ext);  // a drive left as "?" shows in out
     EXPECT_STREQ(dir, c.dir) << "case: " << c.path;
     EXPECT_STREQ(name, c.name) << "case: " << c.path;
     EXPECT_STREQ(ext, c.ext) << "case: " << c.path;

@@ -27,17 +27,19 @@ DirectoryWatch::~DirectoryWatch() {
 
 bool DirectoryWatch::Open(const char* dir) {
   Close();
+  return Add(dir);
+}
+
+bool DirectoryWatch::Add(const char* dir) {
   if (!dir || !*dir) return false;
-  int fd = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-  if (fd < 0) return false;
+  const bool fresh = fd_ < 0;
+  if (fresh) fd_ = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+  if (fd_ < 0) return false;
   const uint32_t mask =
       IN_CREATE | IN_DELETE | IN_MOVED_FROM | IN_MOVED_TO | IN_MODIFY | IN_CLOSE_WRITE | IN_ATTRIB;
-  if (inotify_add_watch(fd, dir, mask) < 0) {
-    close(fd);
-    return false;
-  }
-  fd_ = fd;
-  return true;
+  if (inotify_add_watch(fd_, dir, mask) >= 0) return true;
+  if (fresh) Close();
+  return false;
 }
 
 bool DirectoryWatch::Wait(int timeoutMs) {

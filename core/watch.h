@@ -13,6 +13,11 @@ class DirectoryWatch {
 
   // Starts watching dir (closing any earlier watch); false when it cannot be watched.
   bool Open(const char* dir);
+  // Watches dir too, on the same descriptor (opening one when there is none): a watch that
+  // must follow a directory that changes is never closed, as closing can block for
+  // milliseconds. Watches of directories that are removed end by themselves. False when
+  // dir cannot be watched.
+  bool Add(const char* dir);
   // The descriptor that becomes readable on a change, for callers that poll it together
   // with others; -1 when not open.
   int Fd() const { return fd_; }

@@ -39,6 +39,23 @@ TEST(WatchTest, WakesOnChangesAndConsumesThem) {
   EXPECT_TRUE(watch.Wait(1000));
 }
 
+TEST(WatchTest, AddedDirectoriesShareTheDescriptor) {
+  talmon_test::ScopedDataDir first, second;
+  Korin::DirectoryWatch watch;
+  EXPECT_FALSE(watch.Add(first.file("none").c_str()));
+  EXPECT_EQ(watch.Fd(), -1) << "a failed first Add leaves no descriptor";
+  ASSERT_TRUE(watch.Add(first.path().c_str()));
+  const int fd = watch.Fd();
+  EXPECT_FALSE(watch.Add(second.file("none").c_str()));
+  ASSERT_TRUE(watch.Add(second.path().c_str()));
+  EXPECT_EQ(watch.Fd(), fd);
+  for (const talmon_test::ScopedDataDir* dir : {&first, &second}) {
+    std::ofstream(dir->file("x")) << "";
+    EXPECT_TRUE(watch.Wait(1000)) << dir->path();
+    watch.Wait(10);
+  }
+}
+
 TEST(WatchTest, ClosedWatchSleepsOutItsTimeout) {
   talmon_test::ScopedDataDir dir;
   Korin::DirectoryWatch watch;

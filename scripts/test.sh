@@ -7,7 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 . scripts/deps.sh
 talmon_install_deps g++ cmake make pkg-config libgtest-dev libgmock-dev libbenchmark-dev \
-  qt6-base-dev xvfb xauth
+  libspdlog-dev qt6-base-dev xvfb xauth
 jobs=$(nproc)
 total=0
 

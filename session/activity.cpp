@@ -9,7 +9,7 @@
 
 #include "core/file.h"
 #include "core/path.h"
-#include "core/watch.h"
+#include "session/data_watch.h"
 #include "session/event_pump.h"
 #include "session/session_store.h"
 #include "talmon/session.h"
@@ -19,8 +19,8 @@ namespace talmon {
 namespace {
 
 // How long the paused wait sleeps between looks when no file changes: without a UI pump
-// only a missed directory event could need the look; with one, UI events must still be
-// dispatched promptly.
+// only a missed directory event could need the look; with a pump that cannot wait on UI
+// events, they must still be dispatched promptly.
 constexpr int kIdleWaitMs = 100;
 constexpr int kPumpWaitMs = 5;
 
@@ -51,6 +51,19 @@ bool Present(unsigned int session, const char* marker) {
 bool MoveMarker(const char* from, const char* to) {
   if (from[0] == '\0' || to[0] == '\0' || !MarkerPresent(from)) return false;
   return Korin_MoveFile(from, to);
+}
+
+// Sleeps until the data directory changes or, with a UI pump, until UI events are pending
+// too. A pump that can wait on UI events and the watch at once is given the watch's
+// descriptor; one that cannot is pumped again every few milliseconds.
+void WaitForUiOrChange(int watchFd) {
+  void (*waitEvents)(int, int) = WaitEventsHook();
+  if (waitEvents != nullptr && watchFd >= 0) {
+    waitEvents(watchFd, kIdleWaitMs);
+    WaitDataChange(0);
+  } else {
+    WaitDataChange(HasEventPump() ? kPumpWaitMs : kIdleWaitMs);
+  }
 }
 
 }  // namespace
@@ -250,11 +263,10 @@ bool TalMonitorDoEvents(unsigned int session) {
   try {
     if (!talmon::PollActivity(session)) return false;
     if (!Present(session, kPauseMarker)) return true;
-    // Paused: wait for a rename in the data directory instead of spinning. The watch is
-    // open before the markers are looked at again, so a rename after the look wakes it.
-    Korin::DirectoryWatch watch;
-    char directory[Korin::kMaxPath];
-    if (talmon::GetDataDirectoryPath(directory)) watch.Open(directory);
+    // Paused: wait for a rename in the data directory instead of spinning. The process's
+    // watch is open before the markers are looked at again, so a rename after the look
+    // wakes the wait.
+    const int watchFd = talmon::DataWatchFd();
     for (;;) {
       if (!talmon::PumpEvents()) return false;
       if (Present(session, kStopMarker)) return false;
@@ -264,7 +276,7 @@ bool TalMonitorDoEvents(unsigned int session) {
         return false;
       }
       if (!Present(session, kPauseMarker)) return true;
-      watch.Wait(talmon::HasEventPump() ? talmon::kPumpWaitMs : talmon::kIdleWaitMs);
+      talmon::WaitForUiOrChange(watchFd);
     }
   } catch (...) {
     return false;

@@ -7,18 +7,21 @@ namespace {
 
 std::atomic<bool (*)()> gPumpPending{nullptr};
 std::atomic<void (*)()> gIdle{nullptr};
+std::atomic<void (*)(int, int)> gWaitEvents{nullptr};
 
 }  // namespace
 
 void TalMonRegisterEventPump(const TalMonEventPump* pump) {
-  // The idle hook goes first and comes off last, so a round never runs an idle hook of a
+  // The idle and wait hooks go first and come off last, so a round never runs hooks of a
   // different pump than the one it pumped with.
   if (pump == nullptr) {
     gPumpPending.store(nullptr);
     gIdle.store(nullptr);
+    gWaitEvents.store(nullptr);
     return;
   }
   gIdle.store(pump->idle);
+  gWaitEvents.store(pump->waitEvents);
   gPumpPending.store(pump->pumpPending);
 }
 
@@ -26,6 +29,10 @@ namespace talmon {
 
 bool HasEventPump() {
   return gPumpPending.load() != nullptr;
+}
+
+void (*WaitEventsHook())(int, int) {
+  return gPumpPending.load() != nullptr ? gWaitEvents.load() : nullptr;
 }
 
 bool PumpEvents() {

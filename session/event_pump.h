@@ -29,6 +29,8 @@ namespace talmon {
 
 // True while a pump is registered.
 bool HasEventPump();
+// The registered pump's waitEvents hook; null when there is none.
+void (*WaitEventsHook())(int fd, int timeoutMs);
 // One round of the producer's message loop: pumps pending UI events, then idle
 // processing twice. False when a quit request was met while pumping.
 bool PumpEvents();

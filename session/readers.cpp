@@ -11,6 +11,7 @@
 #include "core/little_endian.h"
 #include "core/path.h"
 #include "session/session_store.h"
+#include "session/time_merge.h"
 #include "storage/memory.h"
 #include "talmon/session.h"
 #include "talmon/session_list.h"
@@ -18,15 +19,11 @@
 namespace {
 
 constexpr char kSeparatorRow[] = "(separator)";
-constexpr uint32_t kExhausted = 0xFFFFFFFFu;
 constexpr uint32_t kRecordSize = 8;
-// Merge records are gathered and written in blocks of this many bytes.
-constexpr size_t kIndexBlock = 64 * 1024;
 
 }  // namespace
 
 using Korin::GetU32;
-using Korin::PutU32;
 
 // ---- TalMonitorReaderPageOrder --------------------------------------------------------
 
@@ -130,7 +127,7 @@ bool TalMonitorReaderPageOrder::GetRow(uint32_t row, const char*& text, uint32_t
 // ---- TalMonitorReaderTime -------------------------------------------------------------
 
 TalMonitorReaderTime::TalMonitorReaderTime()
-    : indexPath_{}, index_(nullptr), cursor_(0), total_(0) {}
+    : indexPath_{}, index_(nullptr), cursor_(0), total_(0), merge_(new TalMonitorMergeState) {}
 
 TalMonitorReaderTime::~TalMonitorReaderTime() {
   for (IMonitorReader* reader : readers_)
@@ -181,82 +178,6 @@ bool TalMonitorReaderTime::OpenIndex() {
   if (!KorinIsOpen(handle)) return false;
   Korin_DeleteFile(path);
   index_ = handle;
-  return true;
-}
-
-bool TalMonitorReaderTime::Update() {
-  if (!KorinIsOpen(index_) && !OpenIndex()) return false;
-  total_ = 0;
-  for (IMonitorReader* reader : readers_) {
-    uint32_t count = 0;
-    reader->GetCount(count);
-    total_ += count;
-  }
-  cursor_ = 0;
-  for (size_t i = 0; i < readers_.size(); ++i) {
-    nextRow_[i] = 0;
-    pending_[i] = 0;
-  }
-
-  std::vector<unsigned char> block;
-  block.reserve(kIndexBlock);
-  uint64_t written = 0;
-  auto writeBlock = [&]() {
-    uint32_t done = 0;
-    const bool ok =
-        block.empty() || (Korin_WriteFileAt(index_, written, block.data(),
-                                            static_cast<uint32_t>(block.size()), &done) &&
-                          done == block.size());
-    written += block.size();
-    block.clear();
-    return ok;
-  };
-
-  // Walks the stamps upward: each pass takes from every page, in the order the pages were
-  // added, the row whose stamp equals the cursor, so equal stamps of pages written by
-  // different processes come out in that order.
-  for (;;) {
-    bool found = false;
-    bool wrote = false;
-    for (size_t i = 0; i < readers_.size(); ++i) {
-      if (pending_[i] == kExhausted) continue;
-      if (pending_[i] == 0) {
-        uint32_t stamp = 0;
-        if (!readers_[i]->GetStamp(nextRow_[i], stamp)) {
-          pending_[i] = kExhausted;
-          continue;
-        }
-        pending_[i] = stamp;
-      }
-      // A page whose stamp is below the cursor is left behind and stays behind.
-      if (pending_[i] < cursor_) continue;
-      found = true;
-      if (pending_[i] != cursor_) continue;
-      unsigned char record[kRecordSize];
-      PutU32(record, static_cast<uint32_t>(i));
-      PutU32(record + 4, nextRow_[i]);
-      block.insert(block.end(), record, record + kRecordSize);
-      if (block.size() >= kIndexBlock && !writeBlock()) return false;
-      ++nextRow_[i];
-      pending_[i] = 0;
-      wrote = true;
-    }
-    if (!found) break;
-    ++cursor_;
-    if (!wrote) {
-      // Nothing was taken, so no page fetches a stamp in the passes to come until one is
-      // taken: skip the passes that would only raise the cursor.
-      uint32_t lowest = kExhausted;
-      for (uint32_t stamp : pending_) {
-        if (stamp != kExhausted && stamp >= cursor_ && stamp < lowest) lowest = stamp;
-      }
-      if (lowest == kExhausted) break;
-      cursor_ = lowest;
-    }
-  }
-  if (!writeBlock()) return false;
-  // Records of an earlier, longer merge must not answer for rows past this one.
-  Korin_SetEndOfFileAt(index_, written);
   return true;
 }
 

@@ -14,6 +14,7 @@
 #include "session/activity.h"
 #include "session/event_pump.h"
 #include "session/session_store.h"
+#include "session/stamped_page_test_support.h"
 #include "session/session_test_support.h"
 #include "talmon/readers.h"
 #include "talmon/session.h"
@@ -22,6 +23,7 @@
 namespace {
 
 using talmon_test::ScopedDataDir;
+using talmon_test::StampedPage;
 using Strings = std::vector<std::string>;
 
 using talmon_test::Count;
@@ -274,6 +276,47 @@ TEST(Activity, RegisteredPumpRunsEachRoundAndItsQuitStops) {
   EXPECT_EQ(gPumped, 4);  // nothing registered, nothing pumped
 }
 
+// A pump that waits for the paused producer: it records what it is given to wait on and
+// resumes the session from its third wait, as a viewer would.
+std::vector<std::pair<int, int>> gWaits;
+unsigned int gResumeSession = 0;
+bool PumpNothing() {
+  return true;
+}
+void RecordingWait(int fd, int timeoutMs) {
+  gWaits.emplace_back(fd, timeoutMs);
+  if (gWaits.size() == 3) TalMonitorSetActivity(gResumeSession, 1);
+}
+
+TEST(Activity, PausedWaitSleepsInThePumpsWaitOnTheProcessWatch) {
+  ScopedDataDir dir;
+  ASSERT_TRUE(TalCreateMonitorSession(&gResumeSession));
+  ASSERT_TRUE(TalMonitorSetActivity(gResumeSession, 2));
+  const TalMonEventPump pump = {PumpNothing, nullptr, RecordingWait};
+  TalMonRegisterEventPump(&pump);
+  EXPECT_TRUE(TalMonitorDoEvents(gResumeSession));
+  TalMonRegisterEventPump(nullptr);
+  const int fd = TalMonitorGetChangeDescriptor();
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(gWaits, (std::vector<std::pair<int, int>>(3, {fd, 100})));
+}
+
+TEST(ChangeWatch, OneDescriptorFollowsTheDataDirectory) {
+  int fd = -1;
+  for (int round = 0; round < 2; ++round) {  // a new data directory each round
+    ScopedDataDir dir;
+    if (round == 0) fd = TalMonitorGetChangeDescriptor();
+    ASSERT_GE(fd, 0);
+    EXPECT_EQ(TalMonitorGetChangeDescriptor(), fd) << "round " << round;
+    TalWaitMonitorChange(0);
+    EXPECT_FALSE(TalWaitMonitorChange(0)) << "round " << round;
+    MakeFile(dir.file("0001Play.TXT"));
+    EXPECT_TRUE(TalWaitMonitorChange(5000)) << "round " << round;
+    TalWaitMonitorChange(10);  // the creation may come as several events
+    EXPECT_FALSE(TalWaitMonitorChange(-5)) << "round " << round;
+  }
+}
+
 // ---- The C interface ------------------------------------------------------------------
 
 TEST(CInterface, WritersReadersAndExecuteFollowTheSessionRules) {
@@ -445,29 +488,6 @@ TEST(Readers, PageOrderFollowsThePagesAndTimeOrderTheWriting) {
   TalCloseMonitorWriter(a);
   TalCloseMonitorWriter(b);
 }
-
-// A page with fixed stamps, as pages of other processes have; row i reads name + i.
-struct StampedPage : IMonitorReader {
-  StampedPage(const char* n, std::vector<uint32_t> s) : name(n), stamps(std::move(s)) {}
-  bool GetCount(uint32_t& count) override {
-    count = static_cast<uint32_t>(stamps.size());
-    return true;
-  }
-  bool GetStamp(uint32_t row, uint32_t& stamp) override {
-    if (row >= stamps.size()) return false;
-    stamp = stamps[row];
-    return true;
-  }
-  bool GetRow(uint32_t row, const char*& out, uint32_t& length) override {
-    if (row >= stamps.size()) return false;
-    text = name + std::to_string(row);
-    out = text.c_str();
-    length = static_cast<uint32_t>(text.size());
-    return true;
-  }
-  std::string name, text;
-  std::vector<uint32_t> stamps;
-};
 
 TEST(TimeReader, MergesByStampInOrderOfAddition) {
   ScopedDataDir dir;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstring>
 #include <stdexcept>
+#include <thread>
 
 #include "core/little_endian.h"
 
@@ -30,11 +31,16 @@ constexpr uint32_t kFirstRead = 64 * 1024;
 uint32_t gRowCounter = 1;
 const uint32_t gRowBase = 0;
 
-// Every page reader of the process reads row text into this buffer. Never destroyed: a
-// reader may still be used while statics are torn down at exit.
+// Every page reader of a thread reads row text into that thread's buffer, so a viewer may
+// scan pages on a worker while its UI thread paints. The first thread to read keeps a buffer
+// that is never destroyed: a reader may still be used while statics are torn down at exit.
+// Any other thread's buffer goes when the thread ends.
 std::vector<char>& RowBuffer() {
-  static std::vector<char>* const buffer = new std::vector<char>(kFirstRead + 1);
-  return *buffer;
+  static std::vector<char>* const first = new std::vector<char>(kFirstRead + 1);
+  static const std::thread::id firstThread = std::this_thread::get_id();
+  if (std::this_thread::get_id() == firstThread) return *first;
+  thread_local std::vector<char> own(kFirstRead + 1);
+  return own;
 }
 
 KorinHandle OpenForReading(const char* path) {
@@ -207,6 +213,7 @@ bool TalMonitorBase::Write(const char* text) {
   }
   if (textFile_ == nullptr) return false;
   if (*text == 0) return true;
+  if (WriteAtOnce(text)) return true;
   textPos_ = header_.textLength;
   const char* start = text;
   const char* scan = text;
@@ -227,6 +234,93 @@ bool TalMonitorBase::Write(const char* text) {
     ++scan;
   }
   if (*start != 0) PutOut(start, static_cast<uint32_t>(strlen(start)));
+  return true;
+}
+
+void TalMonitorBase::LayOut(const char* text, PageHeader& h, uint32_t& rows) {
+  outText_.clear();
+  outRecords_.clear();
+  rows = 0;
+  // WritePiece, WriteMarkupChar and RepeatOpenTags as they act on the lengths when every
+  // write succeeds.
+  auto piece = [&](const char* bytes, size_t count) {
+    if (count == 0 || bytes[0] == 0) return;
+    outText_.insert(outText_.end(), bytes, bytes + count);
+    h.textLength += static_cast<uint32_t>(count);
+    h.lastChar = bytes[count - 1];
+    if (h.lastChar == '\n') h.lineStart = true;
+  };
+  auto putOut = [&](const char* bytes, size_t count) {
+    if (h.lineStart) {
+      h.lineStart = false;
+      const char last = h.lastChar;
+      for (const std::string& tag : openTags_) {
+        if (tag == kTabMarker) {
+          piece(kTabMarker, 1);
+          continue;
+        }
+        outText_.push_back('(');
+        piece(tag.data(), tag.size());
+        outText_.push_back(' ');
+        h.textLength += 2;
+      }
+      h.lastChar = last;
+    }
+    piece(bytes, count);
+  };
+  const char* start = text;
+  const char* scan = text;
+  while (*scan != 0) {
+    const char* feed = strchr(scan, '\n');
+    if (feed == nullptr) break;
+    scan = feed + 1;
+    putOut(start, static_cast<size_t>(scan - start));
+    unsigned char record[kRecordSize];
+    PutU32(record, h.textLength);
+    PutU32(record + 4, gRowCounter + rows++ - gRowBase);
+    outRecords_.insert(outRecords_.end(), record, record + kRecordSize);
+    start = scan;
+    if (*scan == 0) break;
+    ++scan;  // never tested: see Write
+  }
+  if (*start != 0) putOut(start, strlen(start));
+}
+
+bool TalMonitorBase::WriteAtOnce(const char* text) {
+  PageHeader h = header_;
+  uint32_t rows = 0;
+  LayOut(text, h, rows);
+  uint32_t done = 0;
+  if (!Korin_WriteFileAt(textFile_, header_.textLength, outText_.data(),
+                         static_cast<uint32_t>(outText_.size()), &done) ||
+      done != outText_.size()) {
+    return false;  // written again piece by piece, each failure taken as it comes
+  }
+  const uint32_t rowLength = header_.rowLength;
+  header_ = h;
+  header_.rowLength = rowLength;
+  if (rows == 0) return true;
+  const size_t last = outRecords_.size() - kRecordSize;
+  record_.textOffset = GetU32(&outRecords_[last]);
+  record_.stamp = GetU32(&outRecords_[last + 4]);
+  gRowCounter += rows;
+  if (rowFile_ == nullptr) {
+    failed_ = true;  // as AppendRecord finds it
+    return true;
+  }
+  done = 0;
+  Korin_WriteFileAt(rowFile_, header_.rowLength, outRecords_.data(),
+                    static_cast<uint32_t>(outRecords_.size()), &done);
+  const uint32_t whole = done / kRecordSize;
+  header_.rowLength += whole * kRecordSize;
+  // The records after a failed one are appended one by one, as BeginRow appends them.
+  RowRecord kept = record_;
+  for (uint32_t i = whole; i < rows; ++i) {
+    record_.textOffset = GetU32(&outRecords_[size_t{i} * kRecordSize]);
+    record_.stamp = GetU32(&outRecords_[size_t{i} * kRecordSize + 4]);
+    AppendRecord();
+  }
+  record_ = kept;
   return true;
 }
 
@@ -264,10 +358,20 @@ bool TalMonitorBase::PopTab() {
 bool TalMonitorBase::OpenTag(const char* name) {
   if (name == nullptr) return false;
   const char last = header_.lastChar;
-  std::string markup = "(";
-  markup += name;
-  markup += ' ';
-  Write(markup.c_str());
+  // "(name " in one Write, formatted on the stack for the names tags use.
+  char small[64];
+  const size_t length = strlen(name);
+  std::string large;
+  char* markup = small;
+  if (length + 3 > sizeof small) {
+    large.resize(length + 3);
+    markup = &large[0];
+  }
+  markup[0] = '(';
+  memcpy(markup + 1, name, length);
+  markup[length + 1] = ' ';
+  markup[length + 2] = '\0';
+  Write(markup);
   header_.lastChar = last;
   openTags_.emplace_back(name);
   return true;
@@ -382,7 +486,29 @@ bool TalMonitorBase::ReadPublished(const char* rowPath, uint32_t& rows, uint32_t
   return true;
 }
 
-bool TalMonitorBase::LocateRow(uint32_t row, RowRecord& record, uint32_t& length, bool& last) {
+bool TalMonitorBase::SpanOf(uint64_t pos, const unsigned char* bytes, uint32_t got,
+                            RowSpan& span) const {
+  if (got < kRecordSize) return false;
+  span.textOffset = GetU32(bytes);
+  span.stamp = GetU32(bytes + 4);
+  // Until the writer closes, the text file may hold bytes past the header's text length
+  // (unflushed text, or temporary text a Restore dropped): the last row never shows them.
+  const uint32_t valid =
+      header_.textLength > span.textOffset ? header_.textLength - span.textOffset : 0;
+  if (got < 2 * kRecordSize) {
+    // The last record in the file: the length is the whole text length, not less the
+    // offset, cut to what is valid past the offset.
+    span.length = std::min(header_.textLength, valid);
+    return true;
+  }
+  const bool last = pos + kRecordSize == header_.rowLength;
+  const uint32_t end = last ? header_.textLength : GetU32(bytes + kRecordSize);
+  if (end < span.textOffset) return false;  // a corrupt page
+  span.length = last ? std::min(end - span.textOffset, valid) : end - span.textOffset;
+  return true;
+}
+
+bool TalMonitorBase::LocateRow(uint32_t row, RowSpan& span) {
   if (rowFile_ == nullptr) rowFile_ = OpenForReading(rowPath_);
   if (rowFile_ == nullptr) return false;
   const uint64_t pos = kHeaderSize + uint64_t{kRecordSize} * row;
@@ -390,48 +516,87 @@ bool TalMonitorBase::LocateRow(uint32_t row, RowRecord& record, uint32_t& length
   unsigned char bytes[2 * kRecordSize];
   uint32_t done = 0;
   if (!Korin_ReadFileAt(rowFile_, pos, bytes, sizeof bytes, &done)) return false;
-  if (done < kRecordSize) return false;
-  record.textOffset = GetU32(bytes);
-  record.stamp = GetU32(bytes + 4);
-  if (done < sizeof bytes) {
-    // The last record in the file: the length is the whole text length, not less the
-    // offset; GetRow stops the read at the header's text length anyway.
-    length = header_.textLength;
-    last = true;
-    return true;
+  return SpanOf(pos, bytes, done, span);
+}
+
+uint32_t TalMonitorBase::LocateRows(uint32_t first, uint32_t count, bool refresh,
+                                    std::vector<RowSpan>& spans) {
+  spans.reserve(spans.size() + std::min(count, kRecordBlock));
+  return LocateEach(first, count, refresh,
+                    [&spans](const RowSpan& span) { spans.push_back(span); });
+}
+
+uint32_t TalMonitorBase::LocateStamps(uint32_t first, uint32_t count, bool refresh,
+                                      std::vector<uint32_t>& stamps) {
+  stamps.reserve(stamps.size() + std::min(count, kRecordBlock));
+  return LocateEach(first, count, refresh,
+                    [&stamps](const RowSpan& span) { stamps.push_back(span.stamp); });
+}
+
+template <typename Emit>
+uint32_t TalMonitorBase::LocateEach(uint32_t first, uint32_t count, bool refresh, Emit emit) {
+  if (refresh) ReadHeader();
+  if (rowFile_ == nullptr) rowFile_ = OpenForReading(rowPath_);
+  if (rowFile_ == nullptr) return 0;
+  uint32_t located = 0;
+  while (located < count) {
+    const uint64_t pos = kHeaderSize + uint64_t{kRecordSize} * (uint64_t{first} + located);
+    if (pos >= header_.rowLength) break;
+    // The rows whose records begin below the row length, as LocateRow counts them.
+    const uint64_t rowsLeft = (header_.rowLength - pos + kRecordSize - 1) / kRecordSize;
+    const uint32_t n =
+        static_cast<uint32_t>(std::min<uint64_t>({count - located, kRecordBlock, rowsLeft}));
+    // Each row's record and the one after it, as LocateRow reads them, in one read; the
+    // header's last row needs the record after it only in one case (below), so the read
+    // stops at the row length and meets no end of file.
+    const bool toEnd = pos + uint64_t{n} * kRecordSize == header_.rowLength;
+    records_.resize((size_t{n} + 1) * kRecordSize);
+    const uint32_t want = (n + (toEnd ? 0 : 1)) * kRecordSize;
+    uint32_t got = 0;
+    if (!Korin_ReadFileAt(rowFile_, pos, records_.data(), want, &got)) break;
+    uint32_t k = 0;
+    for (RowSpan span; k < n; ++k) {
+      const uint32_t at = k * kRecordSize;
+      uint32_t have = got > at ? std::min(got - at, 2 * kRecordSize) : 0;
+      // The last row with an offset past the text length: whether a record follows it
+      // decides between a corrupt row and an empty one.
+      if (toEnd && k + 1 == n && have == kRecordSize &&
+          GetU32(records_.data() + at) > header_.textLength) {
+        uint32_t next = 0;
+        Korin_ReadFileAt(rowFile_, pos + at + kRecordSize, records_.data() + at + kRecordSize,
+                         kRecordSize, &next);
+        have += next;
+      }
+      if (!SpanOf(pos + at, records_.data() + at, have, span)) break;
+      emit(span);
+    }
+    located += k;
+    if (k < n) break;
   }
-  last = pos + kRecordSize == header_.rowLength;
-  const uint32_t end = last ? header_.textLength : GetU32(bytes + kRecordSize);
-  if (end < record.textOffset) return false;  // a corrupt page
-  length = end - record.textOffset;
-  return true;
+  return located;
+}
+
+bool TalMonitorBase::ReadText(uint64_t offset, char* out, uint32_t size, uint32_t& done) {
+  done = 0;
+  if (textFile_ == nullptr) textFile_ = OpenForReading(textPath_);
+  return textFile_ != nullptr && Korin_ReadFileAt(textFile_, offset, out, size, &done);
 }
 
 bool TalMonitorBase::GetStamp(uint32_t row, uint32_t& stamp) {
   // Answers from the header of the last GetCount or GetRow, without reading it again.
-  RowRecord record;
-  uint32_t length = 0;
-  bool last = false;
-  if (!LocateRow(row, record, length, last)) return false;
-  stamp = record.stamp;
+  RowSpan span;
+  if (!LocateRow(row, span)) return false;
+  stamp = span.stamp;
   return true;
 }
 
 bool TalMonitorBase::GetRow(uint32_t row, const char*& text, uint32_t& length) {
   ReadHeader();
-  RowRecord record;
-  uint32_t want = 0;
-  bool last = false;
-  if (!LocateRow(row, record, want, last)) return false;
+  RowSpan span;
+  if (!LocateRow(row, span)) return false;
   if (textFile_ == nullptr) textFile_ = OpenForReading(textPath_);
   if (textFile_ == nullptr) return false;
-  // Until the writer closes, the text file may hold bytes past the header's text length
-  // (unflushed text, or temporary text a Restore dropped): the last row never shows them.
-  if (last) {
-    const uint32_t valid =
-        header_.textLength > record.textOffset ? header_.textLength - record.textOffset : 0;
-    want = std::min(want, valid);
-  }
+  const uint32_t want = span.length;
   if (want > kMaxRowBytes) return false;
   std::vector<char>& buffer = RowBuffer();
   uint32_t got = 0;
@@ -439,7 +604,7 @@ bool TalMonitorBase::GetRow(uint32_t row, const char*& text, uint32_t& length) {
   while (step > 0) {
     if (buffer.size() < size_t{got} + step + 1) buffer.resize(size_t{got} + step + 1);
     uint32_t done = 0;
-    if (!Korin_ReadFileAt(textFile_, uint64_t{record.textOffset} + got, buffer.data() + got, step,
+    if (!Korin_ReadFileAt(textFile_, uint64_t{span.textOffset} + got, buffer.data() + got, step,
                           &done)) {
       return false;
     }

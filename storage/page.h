@@ -1,8 +1,9 @@
 // TalMonitorBase: the page, the one place where monitor rows are stored, over a text file
 // and a row file (format: doc/page_format.md). One process writes a page; any number of
 // reader objects, in this and other processes, read it while it grows. Writer and reader
-// are always separate objects. Pages, the process-wide row counter and the process-wide
-// row buffer are used from one thread at a time. Internal to libtalmon.
+// are always separate objects. Pages and the process-wide row counter are used from one
+// thread at a time; readers of different threads have row buffers of their own. Internal to
+// libtalmon.
 #pragma once
 
 #include <cstdint>
@@ -72,9 +73,30 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // whole header.
   static bool ReadPublished(const char* rowPath, uint32_t& rows, uint32_t& textBytes);
 
-  static constexpr uint32_t kHeaderSize = 12;  // bytes of the page header
-  static constexpr uint32_t kRecordSize = 8;   // bytes of one row record
-  static constexpr uint32_t kSaveDepth = 50;   // states Save can hold
+  // Where one row's text lies, located by the rules of GetRow: textOffset and the number
+  // of bytes GetRow asks for there (a read stops early at the end of the text file).
+  struct RowSpan {
+    uint32_t textOffset = 0;
+    uint32_t length = 0;
+    uint32_t stamp = 0;
+  };
+  // Locates rows [first, first + count) with one read of their records and the record
+  // after them, appending a span per row to spans, up to the first row GetRow would refuse.
+  // refresh: reads the header first, as GetRow does; else answers from the header last
+  // read, as GetStamp does. Returns the number of spans appended. Records are read in
+  // blocks of kRecordBlock rows, so count may be anything.
+  uint32_t LocateRows(uint32_t first, uint32_t count, bool refresh, std::vector<RowSpan>& spans);
+  // LocateRows for the stamps alone.
+  uint32_t LocateStamps(uint32_t first, uint32_t count, bool refresh,
+                        std::vector<uint32_t>& stamps);
+  // Reads up to size bytes of the text file at offset into out, opening a missing text file
+  // first; *done receives the count. False when the file cannot be opened or read.
+  bool ReadText(uint64_t offset, char* out, uint32_t size, uint32_t& done);
+
+  static constexpr uint32_t kRecordBlock = 8192;  // rows located per read of the records
+  static constexpr uint32_t kHeaderSize = 12;     // bytes of the page header
+  static constexpr uint32_t kRecordSize = 8;      // bytes of one row record
+  static constexpr uint32_t kSaveDepth = 50;      // states Save can hold
   // The most bytes one row may cost a reader, in memory and in reading: a longer row, or
   // one whose record points outside the text, answers false whatever the files claim.
   static constexpr uint32_t kMaxRowBytes = 16u << 20;
@@ -107,8 +129,14 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // Reads the published header from the row file (a reader opens a missing row file
   // first); keeps the header it has when that fails.
   void ReadHeader();
-  // Finds row's record and the length of its text; opens the row file when it is missing.
-  bool LocateRow(uint32_t row, RowRecord& record, uint32_t& length, bool& last);
+  // Finds row's record and the span of its text; opens the row file when it is missing.
+  bool LocateRow(uint32_t row, RowSpan& span);
+  // The span of the row whose record is at pos in the row file, from the got bytes read
+  // there (its record and, when got reaches 16, the next). False where GetRow refuses it.
+  bool SpanOf(uint64_t pos, const unsigned char* bytes, uint32_t got, RowSpan& span) const;
+  // LocateRows, handing each span to emit.
+  template <typename Emit>
+  uint32_t LocateEach(uint32_t first, uint32_t count, bool refresh, Emit emit);
   bool AppendRecord();
   // Starts a new row at the current text length with the next stamp.
   void BeginRow();
@@ -118,6 +146,13 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   // Writes one markup character of a restated tag; it counts but is never the last char.
   void WriteMarkupChar(char c);
   void PutOut(const char* bytes, uint32_t count);
+  // Write's text and the records of the rows it begins, laid out in outText_ and
+  // outRecords_ as the piece-by-piece writes would put them: h and rows end as Write would
+  // leave the header and the number of rows begun, when every write succeeds.
+  void LayOut(const char* text, PageHeader& h, uint32_t& rows);
+  // Write with one write of the text and one of the records. False, with nothing changed,
+  // when the text cannot be written whole: Write then goes piece by piece.
+  bool WriteAtOnce(const char* text);
 
   bool writer_ = false;
   char textPath_[Korin::kMaxPath] = {};
@@ -132,6 +167,9 @@ class TalMonitorBase : public IMonitorWriter, public IMonitorReader {
   SavedState saves_[kSaveDepth];
   uint32_t saveCount_ = 0;
   std::vector<std::string> names_;
+  std::vector<unsigned char> records_;  // LocateRows' read of the records, kept for reuse
+  std::vector<char> outText_;           // WriteAtOnce's text and records, kept for reuse
+  std::vector<unsigned char> outRecords_;
   // Where the next piece of text goes: the text length when a Write begins, then past
   // every byte written, counted or not.
   uint64_t textPos_ = 0;

@@ -14,22 +14,12 @@
 
 namespace {
 
+using talmon_test::Header;
 using talmon_test::Page;
 using talmon_test::Rows;
 using talmon_test::ScopedDataDir;
 using talmon_test::Slurp;
-
-std::string U32(uint32_t v) {
-  std::string s;
-  for (int i = 0; i < 4; ++i)
-    s += static_cast<char>((v >> (8 * i)) & 0xFF);
-  return s;
-}
-
-std::string Header(uint32_t textLength, uint32_t rowLength, char last, bool lineStart) {
-  return U32(textLength) + U32(rowLength) + last + static_cast<char>(lineStart) +
-         std::string(2, '\0');
-}
+using talmon_test::U32;
 
 TEST(PageTest, BytesOnDiskAndStamps) {
   ScopedDataDir dir;

@@ -23,6 +23,20 @@ inline std::unique_ptr<TalMonitorBase> Page(const std::string& path, bool writer
   return page;
 }
 
+// v as the four little-endian bytes of the page files.
+inline std::string U32(uint32_t v) {
+  std::string s;
+  for (int i = 0; i < 4; ++i)
+    s += static_cast<char>((v >> (8 * i)) & 0xFF);
+  return s;
+}
+
+// A page header as Flush writes it.
+inline std::string Header(uint32_t textLength, uint32_t rowLength, char last, bool lineStart) {
+  return U32(textLength) + U32(rowLength) + last + static_cast<char>(lineStart) +
+         std::string(2, '\0');
+}
+
 // The bytes of a file, or "<missing>".
 inline std::string Slurp(const std::string& path) {
   std::ifstream in(path, std::ios::binary);

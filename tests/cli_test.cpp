@@ -197,6 +197,77 @@ TEST(CliRun, RelaysOutputAndErrorsIntoPagesAndReturnsTheStatus) {
   }
 }
 
+std::string FileText(const std::string& path) {
+  std::string text;
+  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  for (char buffer[4096]; fd >= 0;) {
+    const ssize_t n = read(fd, buffer, sizeof buffer);
+    if (n <= 0) break;
+    text.append(buffer, static_cast<size_t>(n));
+  }
+  if (fd >= 0) close(fd);
+  return text;
+}
+
+// Texts as a failure shows them: long ones by their first byte and size.
+Words Short(const Words& texts) {
+  Words shown;
+  for (const std::string& t : texts)
+    shown.push_back(t.size() > 80 ? t.substr(0, 1) + " x " + std::to_string(t.size()) : t);
+  return shown;
+}
+
+// The lines of a whole input, written read by read, give the bytes a flushed row per line
+// gave, and the rows.
+TEST(CliWrite, LinesBecomeTheRowsAndBytesOfOneRowPerLine) {
+  const std::string longLine(70000, 'z');
+  const struct {
+    std::string input;
+    Words rows;
+    std::string text;
+  } cases[] = {
+      {"a\n\nb(c)\r\nd", {"a", "", "(raw 4 b(c))", "d"}, "a\n\n(raw 4 b(c))\nd\n"},
+      {"\n\nx\n\n", {"x", ""}, "x\n\n"},
+      {std::string("x\0y\n\0\0\nz\n", 10), {"x", "z"}, "x\nz\n"},
+      {"cr\r\r\nin (a) line\r\n", {"cr\r", "(raw 11 in (a) line)"}, "cr\r\n(raw 11 in (a) line)\n"},
+      {longLine + "\n",
+       {longLine.substr(0, 65536), longLine.substr(65536)},
+       longLine.substr(0, 65536) + "\n" + longLine.substr(65536) + "\n"},
+  };
+  for (const auto& c : cases) {
+    ScopedDataDir dir;
+    const std::string label = c.input.substr(0, 40);
+    ASSERT_EQ(Talmon({"write", "Log"}, c.input).status, 0) << "case: " << label;
+    EXPECT_EQ(Short(Rows(1, "Log")), Short(c.rows)) << "case: " << label;
+    EXPECT_EQ(Short({FileText(dir.file("0001Log.TXT"))}), Short({c.text})) << "case: " << label;
+  }
+}
+
+// Rows are published as their lines arrive, with no empty row after the last one; a line
+// without its line feed shows after a moment and is completed in place.
+TEST(CliWrite, PublishesEachReadAndShowsAPartialLineAfterAMoment) {
+  ScopedDataDir dir;
+  int in[2];
+  ASSERT_EQ(pipe2(in, O_CLOEXEC), 0);
+  Tool tool = Start({"write", "Log"}, in[0], false);
+  close(in[0]);
+  auto send = [&](const std::string& text) {
+    ASSERT_EQ(write(in[1], text.data(), text.size()), static_cast<ssize_t>(text.size()));
+  };
+  send("a\nb\n");
+  EXPECT_EQ(WaitForRows(1, "Log", 1), 2u);
+  Sleep(100);
+  EXPECT_EQ(Rows(1, "Log"), (Words{"a", "b"}));
+  send("par");
+  EXPECT_EQ(WaitForRows(1, "Log", 2), 3u);
+  EXPECT_EQ(Rows(1, "Log"), (Words{"a", "b", "par"}));
+  send("tial\nc\n");
+  EXPECT_EQ(WaitForRows(1, "Log", 3), 4u);
+  close(in[1]);
+  EXPECT_EQ(Wait(tool.pid), 0);
+  EXPECT_EQ(Rows(1, "Log"), (Words{"a", "b", "partial", "c"}));
+}
+
 TEST(CliRun, PauseStopsTheCommandResumeContinuesItAndStopEndsIt) {
   ScopedDataDir dir;
   Tool run = Start({"run", "--", "sh", "-c", "while :; do echo x; sleep 0.02; done"}, -1, false);
@@ -364,6 +435,12 @@ TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
       {{"show", "--pages"}, "a1\na2\nb1\nb2\n"},
       {{"show", "1", "B"}, "b1\nb2\n"},
       {{"show", "B"}, "b1\nb2\n"},
+      // Only the last rows of the view.
+      {{"show", "-n", "3"}, "b1\na2\nb2\n"},
+      {{"show", "-n", "9"}, "a1\nb1\na2\nb2\n"},
+      {{"show", "-n", "0"}, ""},
+      {{"show", "-n", "3", "--pages"}, "a2\nb1\nb2\n"},
+      {{"show", "--tail=1", "1", "B"}, "b2\n"},
   };
   for (const auto& c : cases) {
     const Result r = Talmon(c.args);
@@ -373,6 +450,13 @@ TEST(CliShow, PrintsOnePageAllPagesInOrderOrMergedInWriteOrder) {
   TalCloseMonitorWriter(a);
   TalCloseMonitorWriter(b);
   TalCloseMonitorSession(session);
+  // Following from the last rows of a session that has ended prints them and ends.
+  for (const Words& args :
+       {Words{"show", "-f", "-n", "3"}, Words{"show", "-f", "-n", "3", "--pages"}}) {
+    const Result r = Talmon(args);
+    EXPECT_EQ(r.status, 0) << "case: " << Join(args) << r.err;
+    EXPECT_EQ(r.out, args.size() == 4 ? "b1\na2\nb2\n" : "a2\nb1\nb2\n") << "case: " << Join(args);
+  }
 }
 
 TEST(CliShow, ColourOnlyWhenAskedForOrOnATerminal) {

@@ -30,6 +30,13 @@ std::string Runs(const TalMonRecordingDevice& device) {
   return out;
 }
 
+std::string Repeat(const std::string& text, int times) {
+  std::string out;
+  while (times-- > 0)
+    out += text;
+  return out;
+}
+
 TEST(Markup, TextFontsNestingAndTabs) {
   const struct {
     std::vector<std::string> rows;
@@ -42,7 +49,12 @@ TEST(Markup, TextFontsNestingAndTabs) {
       {{"(bold a(little b)c)d"}, "a@5/1 b@12/4 c@19/1 d@26/0"},
       {{"(bold (bold a)b)"}, "a@5/1 b@12/0"},  // bold is cleared, not restored
       {{"(typewriter a(bold b))"}, "a@5/2 b@12/3"},
-      {{"(little (bold x))"}, "x@5/4"},      // little wins over everything
+      {{"(little (bold x))"}, "x@5/4"},  // little wins over everything
+      // A writer can hold 64 tags open and restates them at every row start: content that
+      // deep keeps every style. Below 32 levels the innermost text came out plain.
+      {{Repeat("(bold ", 64) + "x"}, "x@5/1"},
+      {{Repeat("(little ", 70) + "x"}, "x@5/4"},
+      {{Repeat("(typewriter (bold ", 40) + "x"}, "x@5/3"},
       {{"(foo) x"}, "(@5/0 foo@12/0"},       // unknown tag: "(" as text, then plain
       {{"(tabs)x"}, "(@5/0 tabs@12/0"},      // keywords match byte-exactly
       {{"(bold"}, "(@5/0 bold@12/0"},        // no delimiter after the keyword
@@ -67,26 +79,6 @@ TEST(Markup, TextFontsNestingAndTabs) {
   };
   for (const auto& c : cases) {
     EXPECT_EQ(Runs(PaintRows(c.rows).device), c.runs) << "case: " << c.rows[0];
-  }
-}
-
-// A writer can hold 64 tags open and restates them at every row start: content that deep
-// keeps every style. Below 32 levels the innermost text came out plain.
-TEST(Markup, NestingAsDeepAsAWriterHoldsKeepsItsStyle) {
-  const struct {
-    const char* open;
-    int levels;
-    const char* runs;
-  } cases[] = {
-      {"(bold ", 64, "x@5/1"},
-      {"(little ", 70, "x@5/4"},
-      {"(typewriter (bold ", 40, "x@5/3"},
-  };
-  for (const auto& c : cases) {
-    std::string row;
-    for (int i = 0; i < c.levels; ++i)
-      row += c.open;
-    EXPECT_EQ(Runs(PaintRows({row + "x"}).device), c.runs) << "case: " << c.open << c.levels;
   }
 }
 

@@ -3,6 +3,7 @@
 #include "talmon/terminal.h"
 
 #include <algorithm>
+#include <cstring>
 #include <utility>
 
 namespace {
@@ -72,6 +73,11 @@ void DecodeShown(const char* text, size_t length, F emit) {
 size_t AsciiRun(const char* text, size_t length) {
   const unsigned char* s = reinterpret_cast<const unsigned char*>(text);
   size_t n = 0;
+  // Eight bytes at a time while none has its high bit set.
+  for (uint64_t word = 0; n + sizeof word <= length; n += sizeof word) {
+    std::memcpy(&word, s + n, sizeof word);
+    if ((word & 0x8080808080808080ull) != 0) break;
+  }
   while (n < length && s[n] < 0x80)
     ++n;
   return n;
@@ -168,6 +174,7 @@ void TalMonTerminalDevice::Reset() {
   // The cells' storage stays for the next paint.
   lines_.clear();
   rows_.clear();
+  next_ = 0;
   line_ = nullptr;
   lineCells_ = nullptr;
   links_.clear();
@@ -216,9 +223,15 @@ void TalMonTerminalDevice::Put(int64_t column, char32_t ch) {
 void TalMonTerminalDevice::BeginRow(uint32_t row, int32_t) {
   // Both passes of a paint begin the same rows in the same ascending order: a new row is
   // nearly always appended, an old one found by its number.
-  auto at = std::lower_bound(
-      rows_.begin(), rows_.end(), row,
-      [](const std::pair<uint32_t, size_t>& r, uint32_t n) { return r.first < n; });
+  auto at = rows_.end();
+  if (!rows_.empty() && rows_.back().first >= row) {
+    // The row after the last one begun is the likely one in the second pass.
+    const size_t next = next_ < rows_.size() && rows_[next_].first == row ? next_ : rows_.size();
+    at = next < rows_.size() ? rows_.begin() + static_cast<std::ptrdiff_t>(next)
+                             : std::lower_bound(rows_.begin(), rows_.end(), row,
+                                                [](const std::pair<uint32_t, size_t>& r,
+                                                   uint32_t n) { return r.first < n; });
+  }
   const size_t columns = options_.columns;
   if (at == rows_.end() || at->first != row) {
     if (lines_.size() == capacity_) {
@@ -233,6 +246,7 @@ void TalMonTerminalDevice::BeginRow(uint32_t row, int32_t) {
     at = rows_.insert(at, {row, lines_.size()});
     lines_.push_back(RowLine{0});
   }
+  next_ = static_cast<size_t>(at - rows_.begin()) + 1;
   line_ = &lines_[at->second];
   lineCells_ = cells_.get() + at->second * columns;
 }

@@ -57,7 +57,7 @@ class TALMON_EXPORT IMonitorReader {
   // Stores the stamp of row; false out of range. Default: false.
   virtual bool GetStamp(uint32_t row, uint32_t& stamp);
   // Stores the zero-terminated text of row and its length; false out of range. A page
-  // reader's pointer is valid until the next GetRow of any page reader in the process.
+  // reader's pointer is valid until the next GetRow of any page reader on the same thread.
   // Default: false.
   virtual bool GetRow(uint32_t row, const char*& text, uint32_t& length);
 };

@@ -13,6 +13,7 @@
 #include "talmon/monitor.h"
 
 struct KorinFile;
+struct TalMonitorMergeState;
 class TalMonitorMemory;
 
 // The pages of one session, one after another, in the order of TalMonitorSelectPage.
@@ -44,6 +45,7 @@ class TALMON_EXPORT TalMonitorReaderPageOrder : public IMonitorReader {
   bool GetRowPage(uint32_t row, uint32_t& page) const;
 
  private:
+  friend class TalMonitorRowBatchAccess;
   // Finds the page of merged row; local is the row within that page's share, which with
   // the separator on begins with the separator row for every page but the first.
   bool MapRow(uint32_t row, size_t& page, uint32_t& local) const;
@@ -59,8 +61,10 @@ class TALMON_EXPORT TalMonitorReaderPageOrder : public IMonitorReader {
 };
 
 // Pages merged in the order their rows were written (by stamp): rows of equal stamps, from
-// pages of different processes, come in the order the pages were added. Each Update merges
-// anew into a private index file of 8-byte records (page index, row), little-endian.
+// pages of different processes, come in the order the pages were added. The merge is kept
+// in a private index file of 8-byte records (page index, row), little-endian. Each Update
+// gives the index a full merge of the pages would give, but merges again only from the
+// first place where a page changed: new rows, rows a writer's Restore replaced, new pages.
 class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
  public:
   TalMonitorReaderTime();
@@ -79,7 +83,7 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   // Appends reader as the next page, taking ownership; it joins at the next Update.
   // Null: false.
   bool AddReader(IMonitorReader* reader) override;
-  // Merges all pages; false when the index cannot be made or written. A page whose next
+  // Merges the pages; false when the index cannot be made or written. A page whose next
   // stamp is already below the merge position (possible only across processes) is left
   // behind: its remaining rows are not merged.
   bool Update() override;
@@ -93,9 +97,21 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   bool GetRowPage(uint32_t row, uint32_t& page);
 
  private:
+  friend class TalMonitorRowBatchAccess;
   bool OpenIndex();
   // Reads merged row's record: the page's index among the added readers and its row there.
   bool ReadRecord(uint32_t row, uint32_t& page, uint32_t& pageRow);
+  // The lowest merge position (stamp value) from which page's rows may merge differently
+  // than at the last Update; none: above every stamp.
+  uint64_t Divergence(size_t page);
+  uint32_t FirstChangedRow(size_t page, uint32_t known);
+  // Drops the merged rows from merge position cursor on and sets the walk there; returns
+  // the number of merged rows kept.
+  size_t Rewind(uint32_t cursor);
+  // The stamp of row of page, read ahead in blocks; false where GetStamp refuses it.
+  bool FetchStamp(size_t page, uint32_t row, uint32_t& stamp);
+  void Walk();
+  bool WriteIndex(size_t from);
 
   char indexPath_[260];
   KorinFile* index_;
@@ -104,6 +120,7 @@ class TALMON_EXPORT TalMonitorReaderTime : public IMonitorReaderMulti {
   std::vector<uint32_t> pending_;
   uint32_t cursor_;
   uint32_t total_;
+  std::unique_ptr<TalMonitorMergeState> merge_;
 };
 
 // One row per session of the data directory, filled by Update, in the row markup:

@@ -72,6 +72,18 @@ TALMON_EXPORT bool TalMonitorSetActivity(unsigned int session, int activity);
 // paused it waits (without spinning) until it is resumed (true) or stopped (false).
 TALMON_EXPORT bool TalMonitorDoEvents(unsigned int session);
 
+// Waits until an entry of the data directory is created, removed, renamed or written (a
+// page flushed, a marker renamed, a session made) or timeoutMs pass (negative counts as
+// 0); true when something changed. The changes are consumed: each call waits for new ones.
+// It uses the process's one watch of the data directory, made at the first call and kept
+// until the process ends, so followers and viewers may call it as often as they like.
+TALMON_EXPORT bool TalWaitMonitorChange(int timeoutMs);
+// The descriptor of that watch, for a caller that waits on it together with descriptors of
+// its own (poll, an event loop): readable while changes are pending. Never close or read
+// it; TalWaitMonitorChange(0) consumes the changes. -1 when the data directory cannot be
+// watched.
+TALMON_EXPORT int TalMonitorGetChangeDescriptor(void);
+
 // Opens a writer on page of session (0: the last session). temporary: the page's files
 // vanish when the writer is closed or the process ends. False when the page cannot be
 // created, for instance because a live writer holds it.

@@ -9,6 +9,7 @@
 #include "talmon/monitor.h"
 #include "talmon/pages.h"
 #include "talmon/readers.h"
+#include "talmon/row_batch.h"
 #include "talmon/scrollbar.h"
 #include "talmon/session.h"
 #include "talmon/session_list.h"

@@ -131,7 +131,8 @@ class TALMON_EXPORT TalMonTerminalDevice : public TalMonDevice {
   size_t capacity_ = 0;                            // lines cells_ has room for
   std::vector<RowLine> lines_;                     // in the order rows were first begun
   std::vector<std::pair<uint32_t, size_t>> rows_;  // row => index in lines_, by row
-  RowLine* line_ = nullptr;                        // the current row's
+  size_t next_ = 0;          // the entry of rows_ after the one BeginRow found last
+  RowLine* line_ = nullptr;  // the current row's
   Cell* lineCells_ = nullptr;
   std::vector<std::string> links_;
 };
