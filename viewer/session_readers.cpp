@@ -32,12 +32,10 @@ class PageMarkReader : public IMonitorReader {
     uint32_t page = 0;
     if (!merged_->GetRow(row, text, length)) return false;
     if (!TalMonGetRowSource(merged_, row, page) || page >= pages_.size()) return true;
-    uint32_t tabs = 0;
-    while (tabs < length && text[tabs] == '\t')
-      ++tabs;
-    row_.assign(text, tabs);
-    row_ += "(little " + pages_[page] + ") ";
-    row_.append(text + tabs, length - tabs);
+    // The label goes first, before any tab: a tab stop is measured from the row's start, so
+    // a label after one would be painted at the stop, under the cell's own text.
+    row_ = "(little " + pages_[page] + ") ";
+    row_.append(text, length);
     text = row_.c_str();
     length = static_cast<uint32_t>(row_.size());
     return true;

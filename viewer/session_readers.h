@@ -14,7 +14,7 @@ namespace talmon::viewer {
 // A page reader of session's page.
 ReaderFactory PageReader(unsigned int session, const std::string& page);
 // The pages merged, merged once before it is handed out; each row begins with its page's
-// name in small type: "(little Log) " + the row (after its leading section TABs).
+// name in small type: "(little Log) " + the row.
 ReaderFactory MergedReader(unsigned int session, const std::vector<std::string>& pages);
 
 }  // namespace talmon::viewer
