@@ -146,7 +146,8 @@ TEST_F(ViewerWindowTest, ListsSessionsAndShowsTheNewestPagesAndTheirMergedOrder)
   IMonitorWriter* err = nullptr;
   ASSERT_TRUE(TalOpenMonitorWriter(second, "Log", false, &log));
   ASSERT_TRUE(TalOpenMonitorWriter(second, "Errors", false, &err));
-  writers_ = {log, err};
+  writers_.push_back(log);
+  writers_.push_back(err);
   for (const char* row : {"L1\n", "L2\n"})
     log->Write(row);
   log->Flush();
