@@ -150,19 +150,17 @@ bool SessionExists(unsigned int session) {
   return TalMonGetSessionInfo(session, info);
 }
 
-std::vector<std::string> ListPages(unsigned int session) {
-  TalMonSessionInfo info;
-  TalMonGetSessionInfo(session, info);
+std::vector<std::string> PageNames(const TalMonSessionInfo& info) {
   std::vector<std::string> pages;
   for (const TalMonPageInfo& page : info.pages)
     pages.push_back(page.name);
   return pages;
 }
 
-std::string SessionFile(unsigned int session, const std::string& name) {
-  char prefix[kTalMonMaxPath] = {};
-  TalMonitorDefineSession(session, prefix);
-  return prefix + name;
+std::vector<std::string> ListPages(unsigned int session) {
+  TalMonSessionInfo info;
+  TalMonGetSessionInfo(session, info);
+  return PageNames(info);
 }
 
 uint64_t PageSize(const TalMonPageInfo& page) {

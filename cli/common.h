@@ -74,8 +74,8 @@ std::vector<unsigned int> ListSessions();
 bool SessionExists(unsigned int session);
 // The session's page names in the library's order, without the activity markers.
 std::vector<std::string> ListPages(unsigned int session);
-// The path of a session's file: prefix + name, e.g. SessionFile(3, "Log.TXT").
-std::string SessionFile(unsigned int session, const std::string& name);
+// The names of info's pages, in its order.
+std::vector<std::string> PageNames(const TalMonSessionInfo& info);
 // Bytes of a page on disk, from what its header publishes.
 uint64_t PageSize(const TalMonPageInfo& page);
 // The session's state in words, with the case of a playing session that a Pause marker

@@ -8,7 +8,6 @@
 #include <spawn.h>
 #include <stdlib.h>
 #include <string.h>
-#include <sys/file.h>
 #include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/stat.h>
@@ -68,22 +67,6 @@ bool GetEnv(const char* name, std::string& value) {
   if (v == nullptr) return false;
   value = v;
   return true;
-}
-
-bool IsHeld(const std::string& path) {
-  const int fd = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOFOLLOW);
-  if (fd < 0) return false;
-  struct stat st;
-  bool held = false;
-  if (fstat(fd, &st) == 0 && S_ISREG(st.st_mode)) {
-    if (flock(fd, LOCK_SH | LOCK_NB) != 0) {
-      held = errno == EWOULDBLOCK;
-    } else {
-      flock(fd, LOCK_UN);
-    }
-  }
-  close(fd);
-  return held;
 }
 
 bool MakeDirectory(const std::string& path, std::string& error) {

@@ -18,9 +18,6 @@ bool TerminalSize(int fd, uint32_t& columns, uint32_t& rows);
 // The variable's value; false when it is not set.
 bool GetEnv(const char* name, std::string& value);
 
-// True when a live process holds path: the exclusive lock that every page writer and every
-// producer keeps on its files (doc/sessions.md, Held files). Never follows a link nor blocks.
-bool IsHeld(const std::string& path);
 // Makes the directory path (mode 0755) unless it is one already; false with error saying
 // which and why ("out/pages: Permission denied").
 bool MakeDirectory(const std::string& path, std::string& error);

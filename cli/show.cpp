@@ -395,9 +395,9 @@ uint32_t ChooseWindow(bool terminal) {
 
 // Whether a writer still holds a page of the session: one that joined a stopped session
 // (write -s) keeps the follower going.
-bool AnyPageHeld(unsigned int session, const std::vector<std::string>& pages) {
-  for (const std::string& page : pages) {
-    if (os::IsHeld(SessionFile(session, page + ".TXT"))) return true;
+bool AnyPageHeld(const TalMonSessionInfo& info) {
+  for (const TalMonPageInfo& page : info.pages) {
+    if (page.held) return true;
   }
   return false;
 }
@@ -447,10 +447,12 @@ int Follow(unsigned int session, const std::string& page, PageFollower::Order or
     const bool printed = follower.Step(false, more);
     unsigned int activity = kTalMonStopped;
     TalMonitorGetActivity(session, &activity);
-    const std::vector<std::string> pages = ListPages(session);
+    // One listing gives both the pages and whether a writer holds one.
+    TalMonSessionInfo info;
+    TalMonGetSessionInfo(session, info);
     const size_t followed = follower.Pages().size();
-    AddPages(follower, session, page, pages);
-    const bool live = activity != kTalMonStopped || AnyPageHeld(session, pages);
+    AddPages(follower, session, page, PageNames(info));
+    const bool live = activity != kTalMonStopped || AnyPageHeld(info);
     if (!printed && !live && !more) {
       follower.Step(true, more);
       return kExitOk;
